@@ -1,0 +1,31 @@
+// The library's module globals, internal to it.  Their order of coming into
+// being is fixed in frame/load_sequence.cpp; the ones without an initialiser
+// are zero at load.
+#ifndef CVZ_FRAME_GLOBALS_H
+#define CVZ_FRAME_GLOBALS_H
+
+#include <stdint.h>
+
+#include "frame/exception.h"
+#include "frame/frame.h"
+#include "frame/heap.h"
+#include "platform/application.h"
+
+// Per-thread state.  Its initial image is static, so no code runs when a
+// thread starts: a thread that never called the library sees these values.
+struct ThreadState {
+    uintptr_t dialogHook;  // window hook of the running file dialog
+    int caseMode;          // 1: case sensitive, 0: case insensitive
+};
+ThreadState &GetThreadState();
+
+// An AException with an empty text; every Exception starts as a copy of it.
+extern AException _defaultAException;
+
+// The window that posted failures go to; 0: the main thread.
+extern uint32_t _postHandle;
+
+// The resource module of localised messages; 0: the built-in table.
+extern HMODULE _localizedStringDll;
+
+#endif

@@ -1,0 +1,14 @@
+// CommonVcZq: the whole library in one include.
+#ifndef COMMONVCZQ_H
+#define COMMONVCZQ_H
+
+#include "frame/api.h"
+#include "frame/exception.h"
+#include "frame/frame.h"
+#include "frame/heap.h"
+#include "platform/application.h"
+#include "qx_vc/qx_heap.h"
+#include "text/messages.h"
+#include "text/string.h"
+
+#endif

@@ -1,0 +1,150 @@
+// The library's one door to the operating system.
+//
+// The library calls the Win32 interface by its own names.  On Windows this
+// header is <windows.h>.  Elsewhere it declares the subset of Win32 that the
+// library uses, implemented in platform/posix/ with Win32 semantics: Win32
+// error codes through GetLastError, recursive critical sections, thread
+// message queues, resource modules with string tables, and so on.  Each
+// call behaves as its Win32 namesake does for the arguments the library
+// passes; where the POSIX side cannot follow, the implementation says so.
+//
+// This header is internal: public headers never include it.  The handful of
+// declarations an application needs live in platform/application.h, which
+// this header includes.
+#ifndef CVZ_PLATFORM_WIN32_H
+#define CVZ_PLATFORM_WIN32_H
+
+#if defined(_WIN32)
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#include <process.h>
+#include <stdlib.h>
+#include <string.h>
+
+#else
+
+#include <pthread.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include "platform/application.h"
+
+typedef unsigned char BYTE;
+typedef uint16_t WORD;
+typedef int64_t LONGLONG;
+typedef uint64_t ULONGLONG;
+typedef uintptr_t ULONG_PTR;
+typedef uintptr_t DWORD_PTR;
+typedef intptr_t LONG_PTR;
+typedef char *LPSTR;
+typedef void *HANDLE;
+
+union LARGE_INTEGER {
+    struct {
+        DWORD LowPart;
+        LONG HighPart;
+    } u;
+    LONGLONG QuadPart;
+};
+
+struct SYSTEM_INFO {
+    WORD wProcessorArchitecture;
+    WORD wReserved;
+    DWORD dwPageSize;
+    LPVOID lpMinimumApplicationAddress;
+    LPVOID lpMaximumApplicationAddress;
+    DWORD_PTR dwActiveProcessorMask;
+    DWORD dwNumberOfProcessors;
+    DWORD dwProcessorType;
+    DWORD dwAllocationGranularity;
+    WORD wProcessorLevel;
+    WORD wProcessorRevision;
+};
+
+// A recursive lock: the owning thread may enter again, and leaves as often
+// as it entered.
+struct CRITICAL_SECTION {
+    pthread_mutex_t mutex;
+};
+typedef CRITICAL_SECTION *LPCRITICAL_SECTION;
+
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
+// Win32 error codes that the layer reports through GetLastError.
+enum : DWORD {
+    ERROR_SUCCESS = 0,
+    ERROR_INVALID_FUNCTION = 1,
+    ERROR_FILE_NOT_FOUND = 2,
+    ERROR_PATH_NOT_FOUND = 3,
+    ERROR_ACCESS_DENIED = 5,
+    ERROR_INVALID_HANDLE = 6,
+    ERROR_NOT_ENOUGH_MEMORY = 8,
+    ERROR_INVALID_PARAMETER = 87,
+    ERROR_MOD_NOT_FOUND = 126,
+    ERROR_RESOURCE_NAME_NOT_FOUND = 1814,
+    ERROR_RESOURCE_TYPE_NOT_FOUND = 1813,
+    ERROR_INVALID_WINDOW_HANDLE = 1400,
+    ERROR_CANNOT_FIND_WND_CLASS = 1407,
+    ERROR_INVALID_THREAD_ID = 1444,
+};
+
+extern "C" {
+
+DWORD GetLastError(void);
+void SetLastError(DWORD error);
+
+// Debug channel: one line on standard error.
+void OutputDebugStringA(LPCSTR text);
+
+// Clocks and the machine.
+DWORD GetTickCount(void);
+BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
+BOOL QueryPerformanceFrequency(LARGE_INTEGER *frequency);
+void GetSystemInfo(SYSTEM_INFO *info);
+
+// Locks and interlocked words.
+void InitializeCriticalSection(LPCRITICAL_SECTION section);
+void DeleteCriticalSection(LPCRITICAL_SECTION section);
+void EnterCriticalSection(LPCRITICAL_SECTION section);
+BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section);
+void LeaveCriticalSection(LPCRITICAL_SECTION section);
+LONG InterlockedIncrement(LONG volatile *value);
+LONG InterlockedDecrement(LONG volatile *value);
+LONG InterlockedExchange(LONG volatile *target, LONG value);
+LONG InterlockedExchangeAdd(LONG volatile *target, LONG value);
+LONG InterlockedCompareExchange(LONG volatile *target, LONG exchange, LONG comparand);
+
+// Modules.  A module is a shared library; a resource module carries a
+// string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
+// Names may be native paths or drive-letter paths such as Z:\lib\x.so.
+HMODULE LoadLibraryA(LPCSTR fileName);
+BOOL FreeLibrary(HMODULE module);
+BOOL DisableThreadLibraryCalls(HMODULE module);
+// Copies up to `bufferMax` - 1 characters of string `id` and a zero;
+// returns the count copied, or 0 with the buffer untouched when the module
+// has no such string.
+int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int bufferMax);
+
+// Runtime library extensions of the Windows C runtime.
+int _stricmp(const char *a, const char *b);
+int _strnicmp(const char *a, const char *b, size_t count);
+char *_strupr(char *text);
+char *_strlwr(char *text);
+char *_ltoa(long value, char *buffer, int radix);
+char *_ultoa(unsigned long value, char *buffer, int radix);
+char *_itoa(int value, char *buffer, int radix);
+}
+
+#endif
+#endif

@@ -1,0 +1,91 @@
+// QX_Heap: the allocator module beneath CommonVcZq.
+//
+// All memory of the library that is not plain operator new comes from a
+// QX_Heap: text bodies from the string heap, cells, cache blocks and loaded
+// files from the default heap.  The module is a library of its own (qx_vc)
+// so that every side of an application shares one allocator.
+//
+// What callers rely on:
+//  - Alloc never returns null: on exhaustion it runs the installed new
+//    handler (std::set_new_handler) until memory can be had, and throws
+//    std::bad_alloc when no handler is installed.  AllocMem returns null
+//    instead, so that a `new` behind it skips the constructor.
+//  - Every block knows its heap, so FreeMem is static and takes a block of
+//    any heap; ReAlloc and ExpandBy may only be called on the heap that made
+//    the block.
+//  - Growing a block a few bytes at a time is amortised constant time per
+//    byte: a grown block keeps slack behind it.
+//  - All members are safe for concurrent use from any thread, without a lock
+//    held by the caller.
+//  - Each heap counts its live blocks and bytes, so that a test can prove a
+//    heap empty; an observer can watch heaps end.
+#ifndef QX_VC_QX_HEAP_H
+#define QX_VC_QX_HEAP_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(QX_BUILDING_LIBRARY)
+#    define QX_API __declspec(dllexport)
+#  else
+#    define QX_API __declspec(dllimport)
+#  endif
+#else
+#  define QX_API __attribute__((visibility("default")))
+#endif
+
+class QX_API QX_Heap {
+public:
+    // `options` is reserved (the library passes 1); `name` is copied and
+    // shows in GetName and in the end report.
+    QX_Heap(int32_t options, const char *name);
+    virtual ~QX_Heap();
+
+    QX_Heap(const QX_Heap &) = delete;
+    QX_Heap &operator=(const QX_Heap &) = delete;
+
+    // A block of at least `size` bytes, aligned for any type.  Never null.
+    // `flag` is reserved; pass 0.
+    void *Alloc(uint32_t size, int flag = 0);
+
+    // A block of at least `size` bytes, or null when memory is exhausted.
+    void *AllocMem(uint32_t size);
+
+    // The block at the new size, possibly moved, contents kept up to the
+    // smaller of the two sizes.  Never null.  A null block acts as Alloc.
+    void *ReAlloc(void *block, uint32_t size, int flag = 0);
+
+    // As ReAlloc, with the block grown by `extra` bytes.
+    void *ExpandBy(void *block, uint32_t extra, int flag = 0);
+
+    // Releases a block of any heap.  A null block is accepted.
+    static void FreeMem(void *block);
+
+    // The process's default heap; it lives until the process ends.
+    static QX_Heap &GetDefault();
+
+    // The heap that made `block`, and the size it was last given.
+    static QX_Heap *GetHeapOf(const void *block);
+    static uint32_t GetBlockSize(const void *block);
+
+    const char *GetName() const;
+    // Live blocks, and the sum of their sizes as last asked for.
+    uint32_t GetBlockCount() const;
+    uint64_t GetByteCount() const;
+
+    // Called at the start of every heap's destructor, with the heap as it is
+    // then, so that a program can check that a heap ends empty.  One
+    // observer for the process; null removes it.
+    typedef void (*EndObserver)(const QX_Heap &heap);
+    static void SetEndObserver(EndObserver observer);
+
+private:
+    struct State;
+    State *state;
+};
+
+// Runs the installed new handler once; when it returns, the caller goes on.
+// The library calls it after a platform allocation failed.
+QX_API void ExecuteStandardNewHandler();
+
+#endif

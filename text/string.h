@@ -1,0 +1,227 @@
+// String: the library's text type.
+//
+// A String is one pointer to the text of a reference-counted body (a
+// StringRef header followed by the characters and a zero) that lives on a
+// QX_Heap, by default the string heap.  Copies share the body; a member that
+// changes the text first takes a private copy when the body is shared (copy
+// before write).  Characters are 8-bit, ended by a zero.
+//
+// SubString is the hand-over type of everything that builds a new text: it
+// carries exactly one reference to a fresh body and must be given to exactly
+// one String, by construction or assignment, which takes the reference over
+// without touching the count.
+//
+// CaseSensitive switches the calling thread's comparison mode for its scope:
+// 1 (the initial mode of every thread) compares bytewise, 0 ignores case.
+// The comparison operators of String follow that mode.
+//
+// Reference counts are plain words: two Strings that share a body must not
+// be copied, assigned or destroyed on different threads at the same time.
+// Distinct bodies are independent.
+#ifndef CVZ_TEXT_STRING_H
+#define CVZ_TEXT_STRING_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "frame/api.h"
+#include "frame/heap.h"
+
+class String;
+
+// The header in front of every text body.
+struct StringRef {
+    uint32_t length;      // characters, without the ending zero
+    uint32_t bufferSize;  // bytes of the text area, ending zero included
+    uint32_t refCount;    // owners of the body, a plain word
+    QX_Heap *heap;        // heap of the block; null: never released
+
+    char *GetText() { return reinterpret_cast<char *>(this + 1); }
+};
+
+class CVZ_API SubString {
+public:
+    SubString(char *text = nullptr) : text(text) {}
+
+    // A new body holding `length` characters of `text` and a zero.
+    static SubString Create(const char *text, uint32_t length);
+    // Moves the body of `s` into the result; `s` is left with a null text
+    // pointer and can only be destroyed.  The count is unchanged.
+    static SubString TransformToSubString(String &s);
+    // A counted reference to a shared empty body; allocates nothing after
+    // its first use.
+    static SubString CreateNull();
+
+    const char *c_str() const { return text; }
+
+private:
+    friend class String;
+    char *text;
+};
+
+class CVZ_API String {
+public:
+    String();
+    String(const char *s);
+    String(const char *s, uint32_t pos, uint32_t len);
+    String(const String &s, uint32_t pos, uint32_t len);
+    String(char c, uint32_t n);
+    String(const String &s);
+    String(const SubString &s);
+
+    // Numbers to text.  A null format gives plain decimal digits; any other
+    // format goes to sprintf with the value as the format's own type.  The
+    // text must fit in 79 characters.
+    explicit String(short value, const char *format = nullptr);
+    explicit String(unsigned short value, const char *format = nullptr);
+    explicit String(int value, const char *format = nullptr);
+    explicit String(unsigned int value, const char *format = nullptr);
+    explicit String(long value, const char *format = nullptr);
+    explicit String(unsigned long value, const char *format = nullptr);
+    explicit String(float value, const char *format = nullptr);   // default "%.2f"
+    explicit String(double value, const char *format = nullptr);  // default "%.2lf"
+
+    ~String();
+
+    String &operator=(const String &s);
+    // An empty text acts as Clear.  `s` must not point into this string.
+    String &operator=(const char *s);
+    String &operator=(const SubString &s);
+
+    // Releases the body and shares the static empty one: the buffer goes back.
+    void Clear();
+
+    // Reading.
+    const char *c_str() const { return text; }
+    operator const char *() const { return text; }
+    uint32_t GetLength() const { return GetStringRef()->length; }
+    uint32_t length() const { return GetStringRef()->length; }
+    int IsEmpty() const { return text[0] == 0; }
+    int operator!() const { return text[0] == 0; }
+    char GetChar(int i) const { return text[i]; }
+    char operator[](int i) const { return text[i]; }
+    char GetFirstChar() const { return text[0]; }
+    char GetLastChar() const;
+    uint32_t GetBufferSize() const { return GetStringRef()->bufferSize; }
+
+    // Write access straight into the body, without unsharing and without an
+    // index check: a write reaches every sharer of the body.
+    void SetChar(int i, char c) { text[i] = c; }
+    char &operator[](int i) { return text[i]; }
+
+    // Conversions from the first character on, as strtol, strtoul and atof
+    // read a text, with 32-bit results where the type is 32 bits wide on
+    // every platform.  A text without digits gives 0.
+    char to_char(int base = 10) const;
+    signed char to_schar(int base = 10) const;
+    short to_short(int base = 10) const;
+    int16_t to_int16(int base = 10) const;
+    int32_t to_int32(int base = 10) const;
+    int to_int(int base = 10) const;
+    long to_long(int base = 10) const;
+    unsigned char to_uchar(int base = 10) const;
+    unsigned short to_ushort(int base = 10) const;
+    uint16_t to_uint16(int base = 10) const;
+    uint32_t to_uint32(int base = 10) const;
+    unsigned int to_uint(int base = 10) const;
+    unsigned long to_ulong(int base = 10) const;
+    float to_float() const;
+    double to_double() const;
+
+    // Buffer control.
+    // Makes room for `n` characters; the text and its length stay.
+    void EnsureBufferSize(uint32_t n);
+    // Gives spare room back, down to the rounded need of the text.
+    void FreeExtraBufferSize();
+
+    // Objects of String, and of classes built on it, live on the string heap
+    // (or on the heap named by placement).  A null block from the heap skips
+    // the constructor, and `new` gives a null pointer.
+    static void *operator new(size_t size) noexcept;
+    static void *operator new(size_t size, QX_Heap &heap) noexcept;
+    static void operator delete(void *block);
+    static void operator delete(void *block, QX_Heap &heap);
+
+    // Ordering under the calling thread's comparison mode (see CaseSensitive).
+    friend bool operator==(const String &a, const String &b) { return Compare(a.text, b.text) == 0; }
+    friend bool operator==(const String &a, const char *b) { return Compare(a.text, b) == 0; }
+    friend bool operator==(const char *a, const String &b) { return Compare(a, b.text) == 0; }
+    friend bool operator!=(const String &a, const String &b) { return Compare(a.text, b.text) != 0; }
+    friend bool operator!=(const String &a, const char *b) { return Compare(a.text, b) != 0; }
+    friend bool operator!=(const char *a, const String &b) { return Compare(a, b.text) != 0; }
+    friend bool operator<(const String &a, const String &b) { return Compare(a.text, b.text) < 0; }
+    friend bool operator<(const String &a, const char *b) { return Compare(a.text, b) < 0; }
+    friend bool operator<(const char *a, const String &b) { return Compare(a, b.text) < 0; }
+    friend bool operator<=(const String &a, const String &b) { return Compare(a.text, b.text) <= 0; }
+    friend bool operator<=(const String &a, const char *b) { return Compare(a.text, b) <= 0; }
+    friend bool operator<=(const char *a, const String &b) { return Compare(a, b.text) <= 0; }
+    friend bool operator>(const String &a, const String &b) { return Compare(a.text, b.text) > 0; }
+    friend bool operator>(const String &a, const char *b) { return Compare(a.text, b) > 0; }
+    friend bool operator>(const char *a, const String &b) { return Compare(a, b.text) > 0; }
+    friend bool operator>=(const String &a, const String &b) { return Compare(a.text, b.text) >= 0; }
+    friend bool operator>=(const String &a, const char *b) { return Compare(a.text, b) >= 0; }
+    friend bool operator>=(const char *a, const String &b) { return Compare(a, b.text) >= 0; }
+
+protected:
+    // Takes `body` over; the count is unchanged.
+    explicit String(StringRef *body);
+
+    StringRef *GetStringRef() const { return reinterpret_cast<StringRef *>(text) - 1; }
+    static char PathSeparator() { return '\\'; }
+    static char DriveSeparator() { return ':'; }
+
+    // The one comparison that reads the thread's mode: with mode 0 the result
+    // of _stricmp, else a bytewise comparison giving -1, 0 or 1.
+    static int Compare(const char *a, const char *b);
+
+    // The text read as strtol and strtoul read it on a platform where long
+    // is 32 bits wide: out-of-range values saturate.
+    int32_t StringToString(int base) const;
+    uint32_t StringToULong(int base) const;
+
+    // Gives this string a private body of `n` bytes of text area (0: the
+    // present size; never less than it).  Returns the new body.
+    StringRef *Clone(uint32_t n);
+    // Clone(0) when the body is shared.
+    void CopyBeforeWrite();
+
+    // Rounds up to a multiple of 8; 0 gives 8.
+    static uint32_t RoundBufferSize(uint32_t n);
+    // Sets the text area to RoundBufferSize(n): a clone when shared, else a
+    // ReAlloc that the text pointer follows.  Returns the body.
+    StringRef *ReAllocBuffer(uint32_t n);
+
+    // Releases the body held in `text`; a null text is accepted.
+    void Release();
+    // Builds a fresh body of `length` characters copied from `source` (which
+    // may be null for an uninitialised text) and points this string at it.
+    void Build(const char *source, uint32_t length);
+
+    char *text;
+
+private:
+    friend class SubString;
+    // Build the body of a String under construction from a number: with a
+    // format through sprintf, else as decimal digits.
+    void FormatNumber(const char *format, ...);
+    void BuildDecimal(unsigned long long magnitude, int negative);
+};
+
+// Switches the calling thread's comparison mode until the end of its scope.
+// Objects nest in the last-in, first-out order of scopes.
+class CVZ_API CaseSensitive {
+public:
+    explicit CaseSensitive(int mode);
+    ~CaseSensitive();
+    CaseSensitive &operator=(const CaseSensitive &other) {
+        previous = other.previous;
+        return *this;
+    }
+    // The calling thread's current mode.
+    static int GetMode();
+
+private:
+    int previous;
+};
+
+#endif
