@@ -1,0 +1,80 @@
+// A tour of CommonVcZq: each stop does one thing with the library and
+// prints what happened.
+#include <CommonVcZq.h>
+
+#include <stdio.h>
+
+#include <thread>
+
+static void Stop(const char *title) {
+    printf("\n== %s\n", title);
+}
+
+static void Strings() {
+    Stop("Strings share their text until one of them changes");
+    String greeting("Hello, tour");
+    String copy = greeting;
+    printf("greeting \"%s\" and its copy share one body: %s\n", greeting.c_str(),
+           greeting.c_str() == copy.c_str() ? "yes" : "no");
+    copy.EnsureBufferSize(64);
+    printf("after the copy made room for 64 characters: shared %s, greeting still \"%s\"\n",
+           greeting.c_str() == copy.c_str() ? "yes" : "no", greeting.c_str());
+
+    String number(1234567);
+    String price(19.5);
+    String hex(255, "0x%04X");
+    printf("numbers to text: %s, %s, %s\n", number.c_str(), price.c_str(), hex.c_str());
+    printf("text to numbers: \"ff\" in base 16 is %d, \"010\" in base 0 is %d, \"2.5kg\" is %.1f\n",
+           String("ff").to_int(16), String("010").to_int(0), String("2.5kg").to_double());
+
+    {
+        CaseSensitive ignoringCase(0);
+        printf("with case ignored, \"Tour\" == \"TOUR\": %s\n", String("Tour") == "TOUR" ? "yes" : "no");
+    }
+    printf("case counts again once the scope ends: %s\n", String("Tour") == "TOUR" ? "equal" : "different");
+    printf("the string heap holds %u blocks right now\n", _stringHeap->GetBlockCount());
+}
+
+static void Messages() {
+    Stop("Messages by number");
+    printf("message 18008: \"%s\"\n", String(FindString(18008)).c_str());
+    printf("message 18019 for drive C:: \"%s\"\n", String(BuildString(18019, "C:")).c_str());
+    printf("message 1 does not exist, its text is empty: \"%s\"\n", String(FindString(1)).c_str());
+}
+
+static void Failures() {
+    Stop("Failures travel as exceptions");
+    try {
+        ExceptionThrower(0).SetAndThrow(ResMess(18002), ResMess(18012), 5);
+    } catch (const Exception &e) {
+        printf("caught: message \"%.40s...\", detail \"%s\", code %u\n", e.message->c_str(), e.detail->c_str(),
+               e.code);
+    }
+
+    try {
+        void *p = ::operator new(static_cast<size_t>(-1) / 2);
+        ::operator delete(p);
+    } catch (const Exception &e) {
+        printf("asking for half the address space: \"%s\"\n", e.message->c_str());
+    }
+
+    Stop("A worker hands its failure to the main thread");
+    MSG msg;
+    PeekMessageA(&msg, 0, 0, 0, PM_NOREMOVE);  // the main thread's message queue
+    std::thread worker([] { ExceptionThrower(1).SetAndThrow("the worker could not finish", 7); });
+    worker.join();
+    if (PeekMessageA(&msg, 0, WM_EXCEPTION, WM_EXCEPTION, PM_REMOVE)) {
+        Exception *e = reinterpret_cast<Exception *>(msg.lParam);
+        printf("main thread received WM_EXCEPTION: \"%s\", code %u\n", e->message->c_str(), e->code);
+        delete e;
+    }
+}
+
+int main() {
+    printf("CommonVcZq tour\n");
+    Strings();
+    Messages();
+    Failures();
+    SendDebugString("the tour ends here (this line went to the debug channel)");
+    return 0;
+}

@@ -28,4 +28,10 @@ extern uint32_t _postHandle;
 // The resource module of localised messages; 0: the built-in table.
 extern HMODULE _localizedStringDll;
 
+// Pins the body of a String that all threads share, so that taking and
+// dropping references to it writes nothing; unpinning gives it back to
+// ordinary counting before its owner ends.
+void PinStringBody(const String &s);
+void UnpinStringBody(const String &s);
+
 #endif

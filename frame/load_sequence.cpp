@@ -1,0 +1,39 @@
+// The load sequence: every global object of the library, in the order in
+// which it comes into being when the module is loaded.
+//
+// C++ runs the initialisers of one translation unit in the order of their
+// definitions, and ends the objects in exactly the reverse order, together
+// with the function-local statics registered in between.  So this file is
+// the one place where the library's globals are defined, one step a block,
+// and each later step may use everything above it.  The string heap stands
+// before every object that allocates from it and ends after the last one.
+//
+// Objects built during load run on the loading thread.  No per-thread set-up
+// exists: per-thread state has a static initial image (frame/frame.cpp).
+#include "frame/globals.h"
+#include "platform/win32.h"
+#include "text/string.h"
+
+// Step 1, the default randomizer, comes with the randomizer.
+
+// Step 2: the process failure handlers.
+static const bool _failureHandlersInstalled = (InitExceptionHandler(), true);
+
+// Step 3: the thread that loads the library, the target of posted failures.
+uint32_t _mainThreadId = GetCurrentThreadId();
+
+// Step 4: the string heap, the home of every text body.
+static QX_Heap _stringHeapObject(1, "StringHeap");
+QX_Heap *_stringHeap = &_stringHeapObject;
+
+// Step 5: the record every Exception starts from, with an empty text of its
+// own.  All threads copy it, so its body is pinned for its lifetime (see
+// text/string.cpp); the pin ends just before the record does.
+AException _defaultAException(String(""));
+static struct DefaultTextPin {
+    DefaultTextPin() { PinStringBody(_defaultAException.why()); }
+    ~DefaultTextPin() { UnpinStringBody(_defaultAException.why()); }
+} _defaultTextPin;
+
+// Globals without an initialiser, zero at load.
+uint32_t _postHandle = 0;

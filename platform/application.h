@@ -8,8 +8,8 @@
 // On other systems CommonVcZq carries its own small Win32 layer, and this
 // header declares the part of it that an application calls directly:
 // receiving the messages that the library posts (a failure handed to the
-// main thread or to a window, see ExceptionThrower), and message-only
-// windows to receive them in.  The rest of the layer stays inside the
+// main thread or to a window, see ExceptionThrower), message-only windows to
+// receive them in, and loading a resource module of localised messages.  The rest of the layer stays inside the
 // library.
 #ifndef CVZ_PLATFORM_APPLICATION_H
 #define CVZ_PLATFORM_APPLICATION_H
@@ -74,8 +74,9 @@ enum : UINT {
 
 extern "C" {
 // Thread message queues.  A thread gets its queue at its first call of
-// PeekMessageA or GetMessageA (or when it creates a window); posting to a
-// thread without one fails with ERROR_INVALID_THREAD_ID (1444).
+// PeekMessageA, GetMessageA, a posting call or CreateWindowExA, as a
+// Windows thread does at its first call into the window manager; posting
+// to a thread without one fails with ERROR_INVALID_THREAD_ID (1444).
 CVZ_API BOOL PostThreadMessageA(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam);
 CVZ_API BOOL PostMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 // `window` 0: any message of the thread; (HWND)-1: thread messages only;
@@ -92,6 +93,12 @@ CVZ_API BOOL DestroyWindow(HWND window);
 CVZ_API BOOL IsWindow(HWND window);
 
 CVZ_API DWORD GetCurrentThreadId(void);
+
+// Modules, for the resource module of localised messages
+// (NotifyLocalizedStringDll).  A module is a shared library; its name may
+// be a native path or a drive-letter path such as Z:\opt\app\fr.so.
+CVZ_API HMODULE LoadLibraryA(LPCSTR fileName);
+CVZ_API BOOL FreeLibrary(HMODULE module);
 }
 
 #endif

@@ -92,11 +92,13 @@ enum : DWORD {
     ERROR_NOT_ENOUGH_MEMORY = 8,
     ERROR_INVALID_PARAMETER = 87,
     ERROR_MOD_NOT_FOUND = 126,
+    ERROR_FILENAME_EXCED_RANGE = 206,
     ERROR_RESOURCE_NAME_NOT_FOUND = 1814,
     ERROR_RESOURCE_TYPE_NOT_FOUND = 1813,
     ERROR_INVALID_WINDOW_HANDLE = 1400,
     ERROR_CANNOT_FIND_WND_CLASS = 1407,
     ERROR_INVALID_THREAD_ID = 1444,
+    ERROR_NOT_ENOUGH_QUOTA = 1816,
 };
 
 extern "C" {
@@ -128,8 +130,6 @@ LONG InterlockedCompareExchange(LONG volatile *target, LONG exchange, LONG compa
 // Modules.  A module is a shared library; a resource module carries a
 // string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
 // Names may be native paths or drive-letter paths such as Z:\lib\x.so.
-HMODULE LoadLibraryA(LPCSTR fileName);
-BOOL FreeLibrary(HMODULE module);
 BOOL DisableThreadLibraryCalls(HMODULE module);
 // Copies up to `bufferMax` - 1 characters of string `id` and a zero;
 // returns the count copied, or 0 with the buffer untouched when the module

@@ -1,0 +1,506 @@
+// String core: bodies, sharing, copy before write, numbers and the
+// per-thread comparison mode.
+//
+// A body is one heap block: a StringRef header and, directly behind it, the
+// text area of `bufferSize` bytes.  A String points at the text, so reading
+// costs no indirection, and the header is one step back.  Counts are plain
+// words, as sharing a body across threads is outside the contract.
+//
+// Pinned bodies.  Three shared empty texts (behind String(), Clear and
+// SubString::CreateNull) and the empty text of every Exception are shared by
+// all threads of a program at once.  Their counts are set to kPinned and
+// never move: taking or dropping a reference to them writes nothing, which
+// makes sharing them across threads safe and free.  A pinned count is far
+// above 1, so a writer still sees a shared body and clones it first.  The
+// owner of a pinned body unpins it at unload, so that it is released while
+// the string heap still stands.
+#include "text/string.h"
+
+#include <ctype.h>
+#include <errno.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "frame/globals.h"
+#include "platform/win32.h"
+
+namespace {
+
+const uint32_t kPinned = 0x40000000u;
+const uint32_t kAllOnes = 0xFFFFFFFFu;
+
+inline void AddReference(StringRef *body) {
+    if (body->refCount < kPinned)
+        ++body->refCount;
+}
+
+// A new body on the string heap with `length` characters from `source`
+// (left unset when `source` is null) and the ending zero.
+char *NewBody(const char *source, uint32_t length, uint32_t bufferSize) {
+    QX_Heap *heap = _stringHeap;
+    StringRef *body = static_cast<StringRef *>(heap->Alloc(sizeof(StringRef) + bufferSize, 0));
+    body->length = length;
+    body->bufferSize = bufferSize;
+    body->refCount = 1;
+    body->heap = heap;
+    char *text = body->GetText();
+    if (source)
+        memcpy(text, source, length);
+    text[length] = 0;
+    return text;
+}
+
+// Skips what strtol skips before the sign, and tells whether a minus follows.
+const char *SkipToDigits(const char *text, bool *negative) {
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    *negative = *text == '-';
+    return text;
+}
+
+}  // namespace
+
+// The shared empty texts: a body of their own, pinned for their lifetime.
+// Each is a function-local static, built at its first use and ended in the
+// reverse order of construction at unload, before the string heap.
+class SharedEmptyString : public String {
+public:
+    SharedEmptyString() : String("") { GetStringRef()->refCount = kPinned; }
+    ~SharedEmptyString() { GetStringRef()->refCount = 1; }
+    char *Text() const { return text; }
+};
+
+void PinStringBody(const String &s) {
+    reinterpret_cast<StringRef *>(const_cast<char *>(s.c_str()) - sizeof(StringRef))->refCount = kPinned;
+}
+
+void UnpinStringBody(const String &s) {
+    reinterpret_cast<StringRef *>(const_cast<char *>(s.c_str()) - sizeof(StringRef))->refCount = 1;
+}
+
+// ---------------------------------------------------------------- SubString
+
+SubString SubString::Create(const char *text, uint32_t length) {
+    return SubString(NewBody(text, length, String::RoundBufferSize(length + 1)));
+}
+
+SubString SubString::TransformToSubString(String &s) {
+    SubString result(s.text);
+    s.text = nullptr;
+    return result;
+}
+
+SubString SubString::CreateNull() {
+    static SharedEmptyString empty;
+    return SubString(empty.Text());
+}
+
+// ---------------------------------------------------------- construction
+
+String::String() {
+    static SharedEmptyString empty;
+    text = empty.Text();
+}
+
+String::String(const char *s) {
+    Build(s, static_cast<uint32_t>(strlen(s)));
+}
+
+String::String(const char *s, uint32_t pos, uint32_t len) {
+    if (len == kAllOnes)
+        len = static_cast<uint32_t>(strlen(s + pos));
+    Build(s + pos, len);
+}
+
+String::String(const String &s, uint32_t pos, uint32_t len) {
+    if (len == kAllOnes)
+        len = s.GetLength() - pos;
+    Build(s.text + pos, len);
+}
+
+String::String(char c, uint32_t n) {
+    Build(nullptr, n);
+    memset(text, c, n);
+}
+
+String::String(const String &s) : text(s.text) {
+    AddReference(GetStringRef());
+}
+
+String::String(const SubString &s) : text(s.text) {}
+
+String::String(StringRef *body) : text(body->GetText()) {}
+
+String::String(short value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
+}
+
+String::String(unsigned short value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value, 0);
+}
+
+String::String(int value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
+}
+
+String::String(unsigned int value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value, 0);
+}
+
+String::String(long value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
+}
+
+String::String(unsigned long value, const char *format) {
+    if (format)
+        FormatNumber(format, value);
+    else
+        BuildDecimal(value, 0);
+}
+
+String::String(float value, const char *format) {
+    FormatNumber(format ? format : "%.2f", static_cast<double>(value));
+}
+
+String::String(double value, const char *format) {
+    FormatNumber(format ? format : "%.2lf", value);
+}
+
+void String::FormatNumber(const char *format, ...) {
+    // The numeric text is formed in a local buffer of 80 bytes; a longer
+    // result is cut there.
+    char buffer[80];
+    va_list args;
+    va_start(args, format);
+    int n = vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    if (n < 0)
+        n = 0;
+    else if (n >= static_cast<int>(sizeof buffer))
+        n = sizeof buffer - 1;
+    Build(buffer, static_cast<uint32_t>(n));
+}
+
+void String::BuildDecimal(unsigned long long magnitude, int negative) {
+    char buffer[24];
+    char *p = buffer + sizeof buffer;
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude);
+    if (negative)
+        *--p = '-';
+    Build(p, static_cast<uint32_t>(buffer + sizeof buffer - p));
+}
+
+void String::Build(const char *source, uint32_t length) {
+    text = nullptr;  // a failed allocation leaves a destructible object
+    text = NewBody(source, length, RoundBufferSize(length + 1));
+}
+
+// ------------------------------------------------------ assignment and end
+
+String::~String() {
+    Release();
+}
+
+void String::Release() {
+    if (!text)
+        return;
+    StringRef *body = GetStringRef();
+    uint32_t count = body->refCount;
+    if (count >= kPinned)
+        return;
+    body->refCount = count - 1;
+    if (count == 1 && body->heap)
+        QX_Heap::FreeMem(body);
+}
+
+String &String::operator=(const String &s) {
+    if (this != &s) {
+        AddReference(s.GetStringRef());
+        Release();
+        text = s.text;
+    }
+    return *this;
+}
+
+String &String::operator=(const char *s) {
+    if (!*s) {
+        Clear();
+    } else {
+        Release();
+        Build(s, static_cast<uint32_t>(strlen(s)));
+    }
+    return *this;
+}
+
+String &String::operator=(const SubString &s) {
+    Release();
+    text = s.text;
+    return *this;
+}
+
+void String::Clear() {
+    static SharedEmptyString empty;
+    Release();
+    text = empty.Text();
+}
+
+// ----------------------------------------------------------------- reading
+
+char String::GetLastChar() const {
+    uint32_t length = GetLength();
+    return length ? text[length - 1] : 0;
+}
+
+// ------------------------------------------------------------- conversions
+
+int32_t String::StringToString(int base) const {
+    // strtol with a 32-bit long: out-of-range values saturate.
+    long long value = strtoll(text, nullptr, base);
+    if (value > INT32_MAX)
+        return INT32_MAX;
+    if (value < INT32_MIN)
+        return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
+
+uint32_t String::StringToULong(int base) const {
+    // strtoul with a 32-bit unsigned long: the magnitude saturates at all
+    // ones, and a minus negates the magnitude modulo 2^32.
+    bool negative;
+    SkipToDigits(text, &negative);
+    errno = 0;
+    unsigned long long value = strtoull(text, nullptr, base);
+    if (errno == ERANGE)
+        return UINT32_MAX;
+    unsigned long long magnitude = negative ? 0ull - value : value;
+    if (magnitude > UINT32_MAX)
+        return UINT32_MAX;
+    return static_cast<uint32_t>(negative ? 0ull - magnitude : magnitude);
+}
+
+char String::to_char(int base) const { return static_cast<char>(StringToString(base)); }
+signed char String::to_schar(int base) const { return static_cast<signed char>(StringToString(base)); }
+short String::to_short(int base) const { return static_cast<short>(StringToString(base)); }
+int16_t String::to_int16(int base) const { return static_cast<int16_t>(StringToString(base)); }
+int32_t String::to_int32(int base) const { return StringToString(base); }
+int String::to_int(int base) const { return StringToString(base); }
+long String::to_long(int base) const { return StringToString(base); }
+unsigned char String::to_uchar(int base) const { return static_cast<unsigned char>(StringToULong(base)); }
+unsigned short String::to_ushort(int base) const { return static_cast<unsigned short>(StringToULong(base)); }
+uint16_t String::to_uint16(int base) const { return static_cast<uint16_t>(StringToULong(base)); }
+uint32_t String::to_uint32(int base) const { return StringToULong(base); }
+unsigned int String::to_uint(int base) const { return StringToULong(base); }
+unsigned long String::to_ulong(int base) const { return StringToULong(base); }
+float String::to_float() const { return static_cast<float>(atof(text)); }
+double String::to_double() const { return atof(text); }
+
+// ---------------------------------------------------------------- inserting
+
+char *String::OpenGap(uint32_t pos, uint32_t n) {
+    CopyBeforeWrite();
+    StringRef *body = GetStringRef();
+    uint32_t length = body->length;
+    if (pos > length)
+        pos = length;
+    uint32_t newLength = length + n;
+    if (body->bufferSize <= newLength) {
+        // Exactly what the text needs: the heap keeps slack behind a grown
+        // block, so growing a little at a time stays cheap.
+        if (!body->heap) {
+            body = Clone(newLength + 1);
+        } else {
+            text = nullptr;
+            body = static_cast<StringRef *>(body->heap->ReAlloc(body, sizeof(StringRef) + newLength + 1, 0));
+            body->bufferSize = newLength + 1;
+            text = body->GetText();
+        }
+    }
+    memmove(text + pos + n, text + pos, length - pos + 1);
+    body->length = newLength;
+    return text + pos;
+}
+
+String &String::Insert(uint32_t pos, const char *s, uint32_t n) {
+    size_t available = strlen(s);
+    if (n > available)
+        n = static_cast<uint32_t>(available);
+    if (n)
+        memcpy(OpenGap(pos, n), s, n);
+    return *this;
+}
+
+String &String::Insert(uint32_t pos, const String &s, uint32_t n) {
+    if (n > s.GetLength())
+        n = s.GetLength();
+    if (n) {
+        // Holding a reference of our own keeps the source intact when it is
+        // this string (or shares its body): the gap goes into a private copy.
+        String source(s);
+        memcpy(OpenGap(pos, n), source.text, n);
+    }
+    return *this;
+}
+
+String &String::Insert(uint32_t pos, char c, uint32_t n) {
+    if (n)
+        memset(OpenGap(pos, n), c, n);
+    return *this;
+}
+
+// --------------------------------------------------------------- searching
+
+const char *stristr(const char *text, const char *s) {
+    if (!*s)
+        return text;
+    const int first = toupper(static_cast<unsigned char>(*s));
+    for (; *text; ++text) {
+        if (toupper(static_cast<unsigned char>(*text)) != first)
+            continue;
+        const char *a = text + 1;
+        const char *b = s + 1;
+        while (*b && toupper(static_cast<unsigned char>(*a)) == toupper(static_cast<unsigned char>(*b))) {
+            ++a;
+            ++b;
+        }
+        if (!*b)
+            return text;
+    }
+    return nullptr;
+}
+
+int32_t String::FindFirst(char c, int caseSensitive) const {
+    const char *hit;
+    if (caseSensitive) {
+        hit = strchr(text, c);
+    } else {
+        const char pattern[2] = {c, 0};
+        hit = stristr(text, pattern);
+    }
+    return hit ? static_cast<int32_t>(hit - text) : -1;
+}
+
+int32_t String::FindFirst(const char *s, int caseSensitive) const {
+    const char *hit = caseSensitive ? strstr(text, s) : stristr(text, s);
+    return hit ? static_cast<int32_t>(hit - text) : -1;
+}
+
+// ---------------------------------------------------------- buffer control
+
+uint32_t String::RoundBufferSize(uint32_t n) {
+    return n == 0 ? 8 : (n + 7) & ~7u;
+}
+
+void String::EnsureBufferSize(uint32_t n) {
+    if (GetStringRef()->bufferSize < n + 1)
+        ReAllocBuffer(n + 1);
+}
+
+StringRef *String::ReAllocBuffer(uint32_t n) {
+    uint32_t size = RoundBufferSize(n);
+    StringRef *body = GetStringRef();
+    // A shared body, or one that no heap can resize, is copied.
+    if (body->refCount >= 2 || !body->heap)
+        return Clone(size);
+    text = nullptr;
+    body = static_cast<StringRef *>(body->heap->ReAlloc(body, sizeof(StringRef) + size, 0));
+    body->bufferSize = size;
+    text = body->GetText();
+    return body;
+}
+
+void String::FreeExtraBufferSize() {
+    StringRef *body = GetStringRef();
+    if (body->bufferSize <= body->length + 1)
+        return;
+    CopyBeforeWrite();
+    body = GetStringRef();
+    if (!body->heap)
+        return;
+    uint32_t size = RoundBufferSize(body->length + 1);
+    text = nullptr;
+    body = static_cast<StringRef *>(body->heap->ReAlloc(body, sizeof(StringRef) + size, 0));
+    body->bufferSize = size;
+    text = body->GetText();
+}
+
+StringRef *String::Clone(uint32_t n) {
+    StringRef *old = GetStringRef();
+    uint32_t size = n ? n : old->bufferSize;
+    if (old->refCount < kPinned)
+        --old->refCount;  // the other owners keep the old body
+    text = nullptr;
+    QX_Heap *heap = old->heap ? old->heap : _stringHeap;
+    StringRef *body = static_cast<StringRef *>(heap->Alloc(sizeof(StringRef) + size, 0));
+    memcpy(body, old, sizeof(StringRef) + (size < old->bufferSize ? size : old->bufferSize));
+    body->refCount = 1;
+    body->bufferSize = size;
+    body->heap = heap;
+    text = body->GetText();
+    return body;
+}
+
+void String::CopyBeforeWrite() {
+    if (GetStringRef()->refCount >= 2)
+        Clone(0);
+}
+
+// -------------------------------------------------------- object allocation
+
+void *String::operator new(size_t size) noexcept {
+    return _stringHeap->AllocMem(static_cast<uint32_t>(size));
+}
+
+void *String::operator new(size_t size, QX_Heap &heap) noexcept {
+    return heap.AllocMem(static_cast<uint32_t>(size));
+}
+
+void String::operator delete(void *block) {
+    QX_Heap::FreeMem(block);
+}
+
+void String::operator delete(void *block, QX_Heap &) {
+    QX_Heap::FreeMem(block);
+}
+
+// ------------------------------------------------------------- comparison
+
+int String::Compare(const char *a, const char *b) {
+    if (GetThreadState().caseMode == 0)
+        return _stricmp(a, b);
+    int result = strcmp(a, b);  // strcmp orders as unsigned characters
+    return (result > 0) - (result < 0);
+}
+
+CaseSensitive::CaseSensitive(int mode) {
+    ThreadState &state = GetThreadState();
+    previous = state.caseMode;
+    state.caseMode = mode;
+}
+
+CaseSensitive::~CaseSensitive() {
+    GetThreadState().caseMode = previous;
+}
+
+int CaseSensitive::GetMode() {
+    return GetThreadState().caseMode;
+}

@@ -128,6 +128,29 @@ public:
     float to_float() const;
     double to_double() const;
 
+    // Inserting.  `pos` is clipped to the length; a count of all ones takes
+    // the whole text.  A count of 0 changes nothing, and does not unshare.
+    // The body grows by exactly the characters inserted.  In the const char *
+    // forms, `s` must not point into this string's own buffer; the String
+    // forms accept the string itself.
+    String &Insert(uint32_t pos, const char *s, uint32_t n = 0xFFFFFFFFu);
+    String &Insert(uint32_t pos, const String &s, uint32_t n = 0xFFFFFFFFu);
+    String &Insert(uint32_t pos, char c, uint32_t n = 1);
+    String &Append(const String &s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
+    String &Append(const char *s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
+    String &Append(char c, uint32_t n = 1) { return Insert(0xFFFFFFFFu, c, n); }
+    String &operator+=(const String &s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
+    String &operator+=(const char *s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
+    String &operator+=(char c) { return Insert(0xFFFFFFFFu, c, 1); }
+
+    // Searching: the first position of `c` or `s`, or -1.  With
+    // `caseSensitive` 0 the search ignores case (see stristr).  An empty `s`
+    // is found at 0; the zero character is found at the end when the search
+    // is exact.
+    int32_t FindFirst(char c, int caseSensitive = 1) const;
+    int32_t FindFirst(const char *s, int caseSensitive = 1) const;
+    int32_t FindFirst(const String &s, int caseSensitive = 1) const { return FindFirst(s.text, caseSensitive); }
+
     // Buffer control.
     // Makes room for `n` characters; the text and its length stay.
     void EnsureBufferSize(uint32_t n);
@@ -205,7 +228,14 @@ private:
     // format through sprintf, else as decimal digits.
     void FormatNumber(const char *format, ...);
     void BuildDecimal(unsigned long long magnitude, int negative);
+    // Opens a gap of `n` characters at `pos` in a private body grown as
+    // needed; returns the start of the gap.
+    char *OpenGap(uint32_t pos, uint32_t n);
 };
+
+// The first occurrence of `s` in `text`, comparing toupper of each
+// character, or null.  An empty `s` is found at the start of any text.
+CVZ_API const char *stristr(const char *text, const char *s);
 
 // Switches the calling thread's comparison mode until the end of its scope.
 // Objects nest in the last-in, first-out order of scopes.

@@ -1,0 +1,18 @@
+// What the tests need of the platform beside the library: on Windows the
+// real interface, elsewhere the part of our layer that the library exports.
+#ifndef CVZ_TESTS_TEST_SUPPORT_H
+#define CVZ_TESTS_TEST_SUPPORT_H
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
+#include "platform/application.h"
+#endif
+
+#endif
