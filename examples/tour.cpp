@@ -4,6 +4,12 @@
 
 #include <stdio.h>
 
+// A Windows application receives posted messages through <windows.h>;
+// elsewhere <CommonVcZq.h> declares the same calls.
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 #include <thread>
 
 static void Stop(const char *title) {

@@ -24,6 +24,8 @@
 
 #include <stdint.h>
 
+#include <atomic>
+
 #if defined(_WIN32)
 #  if defined(QX_BUILDING_LIBRARY)
 #    define QX_API __declspec(dllexport)
@@ -80,8 +82,17 @@ public:
     static void SetEndObserver(EndObserver observer);
 
 private:
-    struct State;
-    State *state;
+    // Live blocks and bytes, counted per thread so that counting costs no
+    // locked instruction: a thread that allocates takes one of 64 slots for
+    // as long as it runs, and it alone writes to that slot in every heap.
+    // Threads beyond 64, and threads on their way out, share one more slot
+    // through atomic additions.  A slot is a pair (blocks, then bytes) of
+    // running sums that wrap; the totals are the sums over all slots.  They
+    // are exact once the threads that allocate are quiet, e.g. joined; a
+    // reader racing with them may see a total that is briefly off.
+    std::atomic<uint64_t> counts[2 * (64 + 1)];
+    // The name is copied, and cut to fit with its ending zero.
+    char name[40];
 };
 
 // Runs the installed new handler once; when it returns, the caller goes on.
