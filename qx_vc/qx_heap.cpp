@@ -101,6 +101,13 @@ constexpr int kUnclaimed = -1;  // the thread has not counted yet
 constexpr int kShared = -2;     // all numbers taken, or the thread is ending
 
 std::atomic<uint64_t> claimedSlots{0};
+// The slot is read at every allocation.  On ELF systems the initial-exec
+// model makes that one load from the thread pointer instead of a call into
+// the dynamic linker; the module is a dependency of its users, loaded with
+// the program, so its thread-local word has a place in the static block.
+#if defined(__ELF__)
+__attribute__((tls_model("initial-exec")))
+#endif
 thread_local int threadSlot = kUnclaimed;
 
 struct SlotRelease {

@@ -27,6 +27,7 @@
 #include "frame/api.h"
 #include "frame/heap.h"
 
+class RegularExp;
 class String;
 
 // The header in front of every text body.
@@ -150,6 +151,10 @@ public:
     int32_t FindFirst(char c, int caseSensitive = 1) const;
     int32_t FindFirst(const char *s, int caseSensitive = 1) const;
     int32_t FindFirst(const String &s, int caseSensitive = 1) const { return FindFirst(s.text, caseSensitive); }
+
+    // The first match of a pattern at or behind `from`: its position, or -1.
+    int32_t Find(const RegularExp &e, uint32_t from = 0) const;
+    int32_t Find(const RegularExp &e, unsigned int from, unsigned int *matchLength) const;
 
     // Buffer control.
     // Makes room for `n` characters; the text and its length stay.
