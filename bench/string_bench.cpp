@@ -1,4 +1,5 @@
-// String against std::string: copy, assignment, appending and finding.
+// String against std::string: copy, assignment, appending, finding,
+// joining and trimming.
 // Each case runs on both in the same process, so their times can be set
 // side by side.
 #include <benchmark/benchmark.h>
@@ -120,6 +121,61 @@ void FindIgnoringCase_String(benchmark::State &state) {
         benchmark::DoNotOptimize(haystack.FindFirst("NEEDLE", 0));
 }
 BENCHMARK(FindIgnoringCase_String);
+
+void FindLast_String(benchmark::State &state) {
+    String haystack(MakeHaystack().c_str());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(haystack.FindLast("ipsum"));
+}
+BENCHMARK(FindLast_String);
+
+void FindLast_StdString(benchmark::State &state) {
+    std::string haystack = MakeHaystack();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(haystack.rfind("ipsum"));
+}
+BENCHMARK(FindLast_StdString);
+
+// Joining two texts into a new one.
+void Join_String(benchmark::State &state) {
+    String a(kText), b(" and a tail");
+    for (auto _ : state) {
+        String joined(a + b);
+        benchmark::DoNotOptimize(joined.c_str());
+    }
+}
+BENCHMARK(Join_String);
+
+void Join_StdString(benchmark::State &state) {
+    std::string a(kText), b(" and a tail");
+    for (auto _ : state) {
+        std::string joined(a + b);
+        benchmark::DoNotOptimize(joined.data());
+    }
+}
+BENCHMARK(Join_StdString);
+
+// Trimming blanks from both ends of a copy.
+void Trim_String(benchmark::State &state) {
+    String padded("   \t  some words in the middle  \t   ");
+    for (auto _ : state) {
+        String s(padded);
+        s.Trim();
+        benchmark::DoNotOptimize(s.c_str());
+    }
+}
+BENCHMARK(Trim_String);
+
+void Trim_StdString(benchmark::State &state) {
+    std::string padded("   \t  some words in the middle  \t   ");
+    for (auto _ : state) {
+        std::string s(padded);
+        s.erase(s.find_last_not_of(" \t") + 1);
+        s.erase(0, s.find_first_not_of(" \t"));
+        benchmark::DoNotOptimize(s.data());
+    }
+}
+BENCHMARK(Trim_StdString);
 
 void Compare_String(benchmark::State &state) {
     String a(kText), b(kText);

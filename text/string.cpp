@@ -16,12 +16,13 @@
 // the string heap still stands.
 #include "text/string.h"
 
-#include <ctype.h>
 #include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include <type_traits>
 
 #include "frame/globals.h"
 #include "platform/win32.h"
@@ -133,47 +134,28 @@ String::String(const SubString &s) : text(s.text) {}
 
 String::String(StringRef *body) : text(body->GetText()) {}
 
-String::String(short value, const char *format) {
-    if (format)
+// The integer forms: a format goes to sprintf with the value as its own
+// type, so that the caller's format matches it; no format gives decimal
+// digits.
+template <typename Integer>
+void String::BuildInteger(Integer value, const char *format) {
+    if (format) {
         FormatNumber(format, value);
-    else
-        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
+    } else {
+        unsigned long long magnitude = static_cast<unsigned long long>(value);
+        bool negative = false;
+        if constexpr (std::is_signed<Integer>::value)
+            negative = value < 0;
+        BuildDecimal(negative ? 0ull - magnitude : magnitude, negative);
+    }
 }
 
-String::String(unsigned short value, const char *format) {
-    if (format)
-        FormatNumber(format, value);
-    else
-        BuildDecimal(value, 0);
-}
-
-String::String(int value, const char *format) {
-    if (format)
-        FormatNumber(format, value);
-    else
-        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
-}
-
-String::String(unsigned int value, const char *format) {
-    if (format)
-        FormatNumber(format, value);
-    else
-        BuildDecimal(value, 0);
-}
-
-String::String(long value, const char *format) {
-    if (format)
-        FormatNumber(format, value);
-    else
-        BuildDecimal(value < 0 ? 0ull - static_cast<unsigned long long>(value) : value, value < 0);
-}
-
-String::String(unsigned long value, const char *format) {
-    if (format)
-        FormatNumber(format, value);
-    else
-        BuildDecimal(value, 0);
-}
+String::String(short value, const char *format) { BuildInteger(value, format); }
+String::String(unsigned short value, const char *format) { BuildInteger(value, format); }
+String::String(int value, const char *format) { BuildInteger(value, format); }
+String::String(unsigned int value, const char *format) { BuildInteger(value, format); }
+String::String(long value, const char *format) { BuildInteger(value, format); }
+String::String(unsigned long value, const char *format) { BuildInteger(value, format); }
 
 String::String(float value, const char *format) {
     FormatNumber(format ? format : "%.2f", static_cast<double>(value));
@@ -313,96 +295,6 @@ unsigned int String::to_uint(int base) const { return StringToULong(base); }
 unsigned long String::to_ulong(int base) const { return StringToULong(base); }
 float String::to_float() const { return static_cast<float>(atof(text)); }
 double String::to_double() const { return atof(text); }
-
-// ---------------------------------------------------------------- inserting
-
-char *String::OpenGap(uint32_t pos, uint32_t n) {
-    CopyBeforeWrite();
-    StringRef *body = GetStringRef();
-    uint32_t length = body->length;
-    if (pos > length)
-        pos = length;
-    uint32_t newLength = length + n;
-    if (body->bufferSize <= newLength) {
-        // Exactly what the text needs: the heap keeps slack behind a grown
-        // block, so growing a little at a time stays cheap.
-        if (!body->heap) {
-            body = Clone(newLength + 1);
-        } else {
-            text = nullptr;
-            body = static_cast<StringRef *>(body->heap->ReAlloc(body, sizeof(StringRef) + newLength + 1, 0));
-            body->bufferSize = newLength + 1;
-            text = body->GetText();
-        }
-    }
-    memmove(text + pos + n, text + pos, length - pos + 1);
-    body->length = newLength;
-    return text + pos;
-}
-
-String &String::Insert(uint32_t pos, const char *s, uint32_t n) {
-    size_t available = strlen(s);
-    if (n > available)
-        n = static_cast<uint32_t>(available);
-    if (n)
-        memcpy(OpenGap(pos, n), s, n);
-    return *this;
-}
-
-String &String::Insert(uint32_t pos, const String &s, uint32_t n) {
-    if (n > s.GetLength())
-        n = s.GetLength();
-    if (n) {
-        // Holding a reference of our own keeps the source intact when it is
-        // this string (or shares its body): the gap goes into a private copy.
-        String source(s);
-        memcpy(OpenGap(pos, n), source.text, n);
-    }
-    return *this;
-}
-
-String &String::Insert(uint32_t pos, char c, uint32_t n) {
-    if (n)
-        memset(OpenGap(pos, n), c, n);
-    return *this;
-}
-
-// --------------------------------------------------------------- searching
-
-const char *stristr(const char *text, const char *s) {
-    if (!*s)
-        return text;
-    const int first = toupper(static_cast<unsigned char>(*s));
-    for (; *text; ++text) {
-        if (toupper(static_cast<unsigned char>(*text)) != first)
-            continue;
-        const char *a = text + 1;
-        const char *b = s + 1;
-        while (*b && toupper(static_cast<unsigned char>(*a)) == toupper(static_cast<unsigned char>(*b))) {
-            ++a;
-            ++b;
-        }
-        if (!*b)
-            return text;
-    }
-    return nullptr;
-}
-
-int32_t String::FindFirst(char c, int caseSensitive) const {
-    const char *hit;
-    if (caseSensitive) {
-        hit = strchr(text, c);
-    } else {
-        const char pattern[2] = {c, 0};
-        hit = stristr(text, pattern);
-    }
-    return hit ? static_cast<int32_t>(hit - text) : -1;
-}
-
-int32_t String::FindFirst(const char *s, int caseSensitive) const {
-    const char *hit = caseSensitive ? strstr(text, s) : stristr(text, s);
-    return hit ? static_cast<int32_t>(hit - text) : -1;
-}
 
 // ---------------------------------------------------------- buffer control
 

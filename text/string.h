@@ -24,6 +24,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <type_traits>
+
 #include "frame/api.h"
 #include "frame/heap.h"
 
@@ -44,7 +46,8 @@ class CVZ_API SubString {
 public:
     SubString(char *text = nullptr) : text(text) {}
 
-    // A new body holding `length` characters of `text` and a zero.
+    // A new body holding `length` characters of `text` and a zero.  A null
+    // `text` leaves the characters for the caller to write.
     static SubString Create(const char *text, uint32_t length);
     // Moves the body of `s` into the result; `s` is left with a null text
     // pointer and can only be destroyed.  The count is unchanged.
@@ -129,6 +132,34 @@ public:
     float to_float() const;
     double to_double() const;
 
+    // Editing and searching.  Positions and counts are in characters from 0.
+    // A count of 0xFFFFFFFF means "up to the end", and any count that runs
+    // past the end is cut there.  Members that change the text take a private
+    // copy of a shared body first, except where they change nothing, as
+    // said below; they return the string, so that calls can be chained.
+
+    // Cutting: a new body with a copy of the piece; the string stays as it
+    // is.  Mid's `pos` must not exceed the length.
+    SubString Mid(uint32_t pos, uint32_t n = 0xFFFFFFFFu) const;
+    SubString Left(uint32_t n) const;
+    SubString Right(uint32_t n) const;
+
+    // Removing and keeping.  The buffer keeps its size (only RemoveRight of
+    // the whole text gives it back, through Clear).
+    // Takes out up to `n` characters at `pos`; a `pos` at or beyond the end
+    // changes nothing and leaves a shared body shared.
+    String &Remove(uint32_t pos, uint32_t n);
+    // Takes out the last `n` characters; all of them clears the string.
+    String &RemoveRight(uint32_t n);
+    // Keeps the first, the last, or `n` characters from `pos`; keeping as
+    // many as there are changes nothing.  KeepMid with `pos` at or beyond
+    // the end cuts nothing in front, and so keeps the first `n`.
+    String &KeepLeft(uint32_t n);
+    String &KeepRight(uint32_t n);
+    String &KeepMid(uint32_t pos, uint32_t n);
+    // Takes out every `c`, in one pass.
+    String &RemoveAll(char c);
+
     // Inserting.  `pos` is clipped to the length; a count of all ones takes
     // the whole text.  A count of 0 changes nothing, and does not unshare.
     // The body grows by exactly the characters inserted.  In the const char *
@@ -143,14 +174,56 @@ public:
     String &operator+=(const String &s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
     String &operator+=(const char *s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
     String &operator+=(char c) { return Insert(0xFFFFFFFFu, c, 1); }
+    String &Prepend(const String &s, uint32_t n = 0xFFFFFFFFu) { return Insert(0, s, n); }
+    String &Prepend(const char *s, uint32_t n = 0xFFFFFFFFu) { return Insert(0, s, n); }
+    String &Prepend(char c, uint32_t n = 1) { return Insert(0, c, n); }
+    // Remove(pos, n), then Insert(pos, s): a `pos` beyond the end appends.
+    String &Replace(uint32_t pos, uint32_t n, const char *s);
+    String &Replace(uint32_t pos, uint32_t n, const String &s);
 
-    // Searching: the first position of `c` or `s`, or -1.  With
-    // `caseSensitive` 0 the search ignores case (see stristr).  An empty `s`
-    // is found at 0; the zero character is found at the end when the search
-    // is exact.
+    // Case and order.  Case follows the C runtime's _strupr and _strlwr; an
+    // empty string is left alone (and shared).  MakeCapital lowers all but
+    // the first character, which it raises.  Reverse always unshares.
+    String &MakeUpper();
+    String &MakeLower();
+    String &MakeCapital();
+    String &Reverse();
+
+    // Trimming: cuts the characters of `set` from the left (bit 0 of
+    // `sides`) and from the right (bit 1).  A side with nothing to cut
+    // leaves a shared body shared.  Without a set, blanks and tabs go.
+    String &Trim(const char *set, int sides);
+    String &Trim() { return Trim(" \t", 3); }
+    String &TrimLeft() { return Trim(" \t", 1); }
+    String &TrimRight() { return Trim(" \t", 2); }
+
+    // Searching, in the text up to its first zero: a position, or -1.  With
+    // `caseSensitive` 0 characters compare through toupper (see stristr).
+    // An empty `s` is found at 0 by FindFirst and at the end by FindLast;
+    // the zero character is found at the end by an exact search.  FindLast
+    // counts overlapping hits: "aa" in "aaa" is last found at 1.
     int32_t FindFirst(char c, int caseSensitive = 1) const;
     int32_t FindFirst(const char *s, int caseSensitive = 1) const;
     int32_t FindFirst(const String &s, int caseSensitive = 1) const { return FindFirst(s.text, caseSensitive); }
+    int32_t FindLast(char c, int caseSensitive = 1) const;
+    int32_t FindLast(const char *s, int caseSensitive = 1) const;
+    int32_t FindLast(const String &s, int caseSensitive = 1) const { return FindLast(s.text, caseSensitive); }
+    // The first character that is in `set`.
+    int32_t FindOneOf(const char *set) const;
+    int32_t FindOneOf(const String &set) const { return FindOneOf(set.text); }
+    // The first character at or behind `from` that is not in `set`; -1 also
+    // when `from` is at or beyond the end.
+    int32_t FindFirstNotOf(const char *set, uint32_t from = 0) const;
+    int32_t FindFirstNotOf(const String &set, uint32_t from = 0) const { return FindFirstNotOf(set.text, from); }
+    // The last character that is not in `set`.
+    int32_t FindLastNotOf(const char *set) const;
+    int32_t FindLastNotOf(const String &set) const { return FindLastNotOf(set.text); }
+    // 1 when FindFirst finds it, else 0.
+    int Contains(char c, int caseSensitive = 1) const { return FindFirst(c, caseSensitive) >= 0; }
+    int Contains(const char *s, int caseSensitive = 1) const { return FindFirst(s, caseSensitive) >= 0; }
+    int Contains(const String &s, int caseSensitive = 1) const { return FindFirst(s.text, caseSensitive) >= 0; }
+    // How many of the string's characters are `c`.
+    uint32_t GetNumberOf(char c) const;
 
     // The first match of a pattern at or behind `from`: its position, or -1.
     int32_t Find(const RegularExp &e, uint32_t from = 0) const;
@@ -189,6 +262,22 @@ public:
     friend bool operator>=(const String &a, const String &b) { return Compare(a.text, b.text) >= 0; }
     friend bool operator>=(const String &a, const char *b) { return Compare(a.text, b) >= 0; }
     friend bool operator>=(const char *a, const String &b) { return Compare(a, b.text) >= 0; }
+
+    // Joining: one new body with both texts.  A char joins only as a char:
+    // an integer added to a String stays arithmetic on its text pointer.
+    friend SubString operator+(const String &a, const String &b) {
+        return Concatenate(a.text, a.GetLength(), b.text, b.GetLength());
+    }
+    friend SubString operator+(const String &a, const char *b) { return Concatenate(a.text, a.GetLength(), b); }
+    friend SubString operator+(const char *a, const String &b) { return Concatenate(a, b.text, b.GetLength()); }
+    template <typename Char, typename = std::enable_if_t<std::is_same<Char, char>::value>>
+    friend SubString operator+(const String &a, Char c) {
+        return Concatenate(a.text, a.GetLength(), &c, 1);
+    }
+    template <typename Char, typename = std::enable_if_t<std::is_same<Char, char>::value>>
+    friend SubString operator+(Char c, const String &b) {
+        return Concatenate(&c, 1, b.text, b.GetLength());
+    }
 
 protected:
     // Takes `body` over; the count is unchanged.
@@ -233,14 +322,36 @@ private:
     // format through sprintf, else as decimal digits.
     void FormatNumber(const char *format, ...);
     void BuildDecimal(unsigned long long magnitude, int negative);
+    template <typename Integer>
+    void BuildInteger(Integer value, const char *format);
     // Opens a gap of `n` characters at `pos` in a private body grown as
     // needed; returns the start of the gap.
     char *OpenGap(uint32_t pos, uint32_t n);
+
+    // A new body holding `a` then `b`; a length not given is that of the
+    // text up to its zero.
+    static SubString Concatenate(const char *a, uint32_t aLength, const char *b, uint32_t bLength);
+    static SubString Concatenate(const char *a, uint32_t aLength, const char *b);
+    static SubString Concatenate(const char *a, const char *b, uint32_t bLength);
+    static SubString Concatenate(const char *a, const char *b);
 };
 
 // The first occurrence of `s` in `text`, comparing toupper of each
 // character, or null.  An empty `s` is found at the start of any text.
 CVZ_API const char *stristr(const char *text, const char *s);
+
+// The last occurrence of `s` in `text`, comparing as stristr does, or
+// null.  An empty `s` is found at the end of `text`.
+CVZ_API const char *strristr(const char *text, const char *s);
+
+// Copies at most `size - 1` characters of `src` to `dst` and ends them with
+// a zero; a `size` of 0 writes nothing.  Returns `dst`.
+CVZ_API char *strcpy_n(char *dst, const char *src, uint32_t size);
+
+// A hash of the text: from 0, for each character, times 4, then exclusive
+// or with the character as a signed value.  Equal texts hash alike, and an
+// empty text gives 0.
+CVZ_API uint32_t GetHashValue(const String &s);
 
 // Switches the calling thread's comparison mode until the end of its scope.
 // Objects nest in the last-in, first-out order of scopes.

@@ -206,63 +206,6 @@ TEST(StringCompare, OrderingFollowsTheThreadsMode) {
     EXPECT_EQ(1, CaseSensitive::GetMode());
 }
 
-TEST(StringInsert, PositionsCountsAndSharing) {
-    String s("ad");
-    s.Insert(1, "bcX", 2);
-    EXPECT_STREQ("abcd", s);
-    s.Insert(100, "ef");  // far beyond the end appends
-    EXPECT_STREQ("abcdef", s);
-    s.Insert(0, '-', 3);
-    EXPECT_STREQ("---abcdef", s);
-    EXPECT_EQ(10u, Size(s));  // grown to exactly the text and its zero
-
-    // Nothing to insert: the body stays shared.
-    String shared = s;
-    shared.Insert(2, "");
-    shared.Insert(2, 'x', 0);
-    EXPECT_EQ(s.c_str(), shared.c_str());
-    shared += 'z';
-    EXPECT_STREQ("---abcdefz", shared);
-    EXPECT_STREQ("---abcdef", s);
-
-    // Into itself: a b becomes a a b b.
-    String self("ab");
-    self.Insert(1, self, 0xFFFFFFFFu);
-    EXPECT_STREQ("aabb", self);
-    String alsoSelf("xy");
-    alsoSelf += alsoSelf;
-    EXPECT_STREQ("xyxy", alsoSelf);
-
-    String built;
-    for (int i = 0; i < 1000; ++i)
-        built.Append("ab").Append('c', 1);
-    EXPECT_EQ(3000u, built.GetLength());
-    EXPECT_EQ(3001u, Size(built));
-    EXPECT_EQ(0, built.FindFirst("abcabc"));
-    EXPECT_EQ(-1, built.FindFirst("abcc"));
-}
-
-TEST(StringFind, ExactAndIgnoringCase) {
-    String s("Hello World");
-    EXPECT_EQ(4, s.FindFirst('o'));
-    EXPECT_EQ(-1, s.FindFirst('w'));
-    EXPECT_EQ(6, s.FindFirst('w', 0));
-    EXPECT_EQ(6, s.FindFirst("World"));
-    EXPECT_EQ(6, s.FindFirst(String("WORLD"), 0));
-    EXPECT_EQ(-1, s.FindFirst("WORLD", 1));
-    EXPECT_EQ(0, s.FindFirst(""));
-    EXPECT_EQ(0, s.FindFirst("", 0));
-    EXPECT_EQ(11, s.FindFirst('\0', 1));  // the ending zero
-    EXPECT_EQ(0, s.FindFirst('\0', 0));   // an empty text to search for
-    EXPECT_EQ(0, String().FindFirst(""));
-
-    const char *text = "find the NEEDLE here";
-    EXPECT_EQ(text + 9, stristr(text, "needle"));
-    EXPECT_EQ(text, stristr(text, ""));
-    EXPECT_EQ(nullptr, stristr(text, "needles"));
-    EXPECT_EQ(nullptr, stristr("", "a"));
-}
-
 TEST(StringHeapUse, ObjectsAndBodiesLiveOnTheStringHeap) {
     uint32_t before = _stringHeap->GetBlockCount();
     String *s = new String("on the heap");
