@@ -19,6 +19,11 @@ struct ThreadState {
 };
 ThreadState &GetThreadState();
 
+// The randomizer the library shares, seeded from the tick count at load.
+// No lock guards it: threads that draw at once may see the same value.
+class Randomizer;
+extern Randomizer _defaultRandomizer;
+
 // An AException with an empty text; every Exception starts as a copy of it.
 extern AException _defaultAException;
 

@@ -13,8 +13,10 @@
 #include "frame/globals.h"
 #include "platform/win32.h"
 #include "text/string.h"
+#include "tools/randomizer.h"
 
-// Step 1, the default randomizer, comes with the randomizer.
+// Step 1: the randomizer the library shares, seeded from the tick count.
+Randomizer _defaultRandomizer(0);
 
 // Step 2: the process failure handlers.
 static const bool _failureHandlersInstalled = (InitExceptionHandler(), true);
