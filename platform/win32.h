@@ -44,6 +44,14 @@ typedef uintptr_t DWORD_PTR;
 typedef intptr_t LONG_PTR;
 typedef char *LPSTR;
 typedef void *HANDLE;
+typedef HANDLE *LPHANDLE;
+
+struct SECURITY_ATTRIBUTES {
+    DWORD nLength;
+    LPVOID lpSecurityDescriptor;
+    BOOL bInheritHandle;
+};
+typedef SECURITY_ATTRIBUTES *LPSECURITY_ATTRIBUTES;
 
 union LARGE_INTEGER {
     struct {
@@ -92,6 +100,7 @@ enum : DWORD {
     ERROR_NOT_ENOUGH_MEMORY = 8,
     ERROR_INVALID_PARAMETER = 87,
     ERROR_MOD_NOT_FOUND = 126,
+    ERROR_ALREADY_EXISTS = 183,
     ERROR_FILENAME_EXCED_RANGE = 206,
     ERROR_RESOURCE_NAME_NOT_FOUND = 1814,
     ERROR_RESOURCE_TYPE_NOT_FOUND = 1813,
@@ -99,6 +108,19 @@ enum : DWORD {
     ERROR_CANNOT_FIND_WND_CLASS = 1407,
     ERROR_INVALID_THREAD_ID = 1444,
     ERROR_NOT_ENOUGH_QUOTA = 1816,
+};
+
+// Results and limits of the waits, and DuplicateHandle's options.
+enum : DWORD {
+    WAIT_OBJECT_0 = 0,
+    WAIT_ABANDONED_0 = 0x80,
+    WAIT_IO_COMPLETION = 0xC0,
+    WAIT_TIMEOUT = 258,
+    WAIT_FAILED = 0xFFFFFFFF,
+    INFINITE = 0xFFFFFFFF,
+    MAXIMUM_WAIT_OBJECTS = 64,
+    DUPLICATE_CLOSE_SOURCE = 1,
+    DUPLICATE_SAME_ACCESS = 2,
 };
 
 extern "C" {
@@ -126,6 +148,25 @@ LONG InterlockedDecrement(LONG volatile *value);
 LONG InterlockedExchange(LONG volatile *target, LONG value);
 LONG InterlockedExchangeAdd(LONG volatile *target, LONG value);
 LONG InterlockedCompareExchange(LONG volatile *target, LONG exchange, LONG comparand);
+
+// Events, handles and waits (platform/posix/events.cpp).  A handle names a
+// kernel object until CloseHandle; the objects so far are events.  Only
+// the calling process can be named (GetCurrentProcess), and a name given to
+// CreateEventA is known within this process only.  The waits are never
+// alertable here, so bAlertable is not looked at.
+HANDLE CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
+                    LPCSTR name);
+BOOL SetEvent(HANDLE event);
+BOOL ResetEvent(HANDLE event);
+BOOL PulseEvent(HANDLE event);
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
+DWORD WaitForMultipleObjectsEx(DWORD count, const HANDLE *objects, BOOL waitAll,
+                               DWORD milliseconds, BOOL alertable);
+BOOL CloseHandle(HANDLE object);
+HANDLE GetCurrentProcess(void);
+BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
+                     DWORD access, BOOL inherit, DWORD options);
+void Sleep(DWORD milliseconds);
 
 // Modules.  A module is a shared library; a resource module carries a
 // string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
