@@ -48,6 +48,31 @@ static void Messages() {
     printf("message 1 does not exist, its text is empty: \"%s\"\n", String(FindString(1)).c_str());
 }
 
+static void PatternsAndChecksums() {
+    Stop("Patterns, checksums and a reproducible random sequence");
+    String log("disk C: 12 MB free\nerror 404 on line 37\n");
+    unsigned int length = 0;
+    RegularExp code("[0-9][0-9][0-9] ");
+    int32_t at = log.Find(code, 0, &length);
+    printf("pattern \"[0-9][0-9][0-9] \" in the log: at %d, %u characters: \"%s\"\n", at, length,
+           String(log.Mid(static_cast<uint32_t>(at), length)).c_str());
+    RegularExp lineEnd("[0-9]+$");
+    at = log.Find(lineEnd, 0, &length);
+    printf("a number at the end of a line (\"[0-9]+$\"): at %d, \"%s\"\n", at,
+           String(log.Mid(static_cast<uint32_t>(at), length)).c_str());
+    RegularExp bad("*oops");
+    printf("a pattern that starts with a repeat does not compile: status %d\n", bad.GetStatus());
+
+    const char check[] = "123456789";
+    printf("CRC-32 of \"123456789\" is %08X, CRC-16 is %04X\n", ComputeCrc32(check, 9), ComputeCrc16(check, 9));
+
+    Randomizer dice(2024);
+    printf("six throws of a die seeded with 2024:");
+    for (int i = 0; i < 6; ++i)
+        printf(" %u", dice.GetInRange(1, 6));
+    printf("\n");
+}
+
 static void Failures() {
     Stop("Failures travel as exceptions");
     try {
@@ -80,6 +105,7 @@ int main() {
     printf("CommonVcZq tour\n");
     Strings();
     Messages();
+    PatternsAndChecksums();
     Failures();
     SendDebugString("the tour ends here (this line went to the debug channel)");
     return 0;
