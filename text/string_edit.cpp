@@ -10,7 +10,6 @@
 // little at a time stays cheap without rounding here.
 #include "text/string.h"
 
-#include <ctype.h>
 #include <string.h>
 
 #include "platform/win32.h"
@@ -32,8 +31,15 @@ bool IsInSet(const char *set, char c) {
     return c != 0 && strchr(set, c) != nullptr;
 }
 
-int Upper(char c) {
-    return toupper(static_cast<unsigned char>(c));
+// Case folding as toupper and tolower do it in the C locale, which is the
+// library's: ASCII letters only, the same on every platform whatever locale
+// the application sets.
+char Upper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+char Lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 bool EqualIgnoringCase(const char *a, const char *b, size_t n) {
@@ -344,19 +350,15 @@ uint32_t String::GetNumberOf(char c) const {
 const char *stristr(const char *text, const char *s) {
     if (!*s)
         return text;
-    const int first = Upper(*s);
-    for (; *text; ++text) {
-        if (Upper(*text) != first)
-            continue;
-        const char *a = text + 1;
-        const char *b = s + 1;
-        while (*b && Upper(*a) == Upper(*b)) {
-            ++a;
-            ++b;
-        }
-        if (!*b)
+    // Jump from one place where the first character stands, in either case,
+    // to the next with strpbrk (a vectorised scan), and compare the rest
+    // there; a difference, the text's ending zero included, stops the
+    // comparison, so it never reads past the text.
+    const char first[3] = {Lower(*s), Upper(*s), 0};
+    const size_t rest = strlen(s + 1);
+    for (text = strpbrk(text, first); text; text = strpbrk(text + 1, first))
+        if (EqualIgnoringCase(text + 1, s + 1, rest))
             return text;
-    }
     return nullptr;
 }
 
