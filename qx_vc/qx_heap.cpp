@@ -120,6 +120,19 @@ struct SlotRelease {
     }
 };
 
+// Gives the thread's slot back when the thread ends, so that the next
+// thread can claim it.  With mingw-w64 a thread's thread-local words may be
+// gone before its thread-local destructors run, so a release there could
+// not read its slot: on Windows a claimed slot stays with its thread, which
+// is correct, only threads beyond the 64th then count through the shared
+// slot.
+void ReleaseSlotAtThreadEnd() {
+#if !defined(_WIN32)
+    static thread_local SlotRelease release;  // built once a thread, run as it ends
+    (void)release;
+#endif
+}
+
 // Once a thread: kept out of line, away from the counting fast path.
 [[gnu::noinline, gnu::cold]] int ClaimSlot() {
     uint64_t claimed = claimedSlots.load(std::memory_order_relaxed);
@@ -131,8 +144,7 @@ struct SlotRelease {
             ++slot;
         if (claimedSlots.compare_exchange_weak(claimed, claimed | uint64_t(1) << slot,
                                                std::memory_order_acquire, std::memory_order_relaxed)) {
-            static thread_local SlotRelease release;  // built once a thread, run as it ends
-            (void)release;
+            ReleaseSlotAtThreadEnd();
             return threadSlot = slot;
         }
     }
