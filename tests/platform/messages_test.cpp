@@ -28,8 +28,7 @@ protected:
     void SetUp() override { Drain(); }
     void TearDown() override { Drain(); }
     static void Drain() {
-        MSG msg;
-        while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        for (MSG msg; PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE);) {
         }
     }
     static void PostToSelf(UINT message, WPARAM tag = 0) {
@@ -44,60 +43,31 @@ protected:
     }
 };
 
-TEST_F(MessageQueue, PostToSelfComesBackInOrder) {
+TEST_F(MessageQueue, PostsComeBackInOrderAndRangesTakeTheFirstInRange) {
     DWORD before = GetTickCount();
     ASSERT_TRUE(PostThreadMessageA(GetCurrentThreadId(), kUser + 1, 10, -20));
-    PostToSelf(kUser, 11);
-    PostToSelf(kUser + 1, 12);
+    for (UINT offset : {5, 2, 9})
+        PostToSelf(kUser + offset);
     DWORD after = GetTickCount();
     MSG msg;
-    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));
-    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE)) << "PM_NOREMOVE took it";
+    ASSERT_TRUE(PeekMessageA(&msg, nullptr, 0, 0, PM_NOREMOVE));  // leaves it in place
+    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kUser + 5);
+    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kUser + 2);
+    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kNone);
+    EXPECT_EQ(Next(nullptr, kUser + 9, kUser + 1).message, kNone) << "an inverted range takes none";
     msg = Next();
     EXPECT_EQ(msg.hwnd, nullptr);
     EXPECT_EQ(msg.message, kUser + 1);
     EXPECT_EQ(msg.wParam, WPARAM{10});
     EXPECT_EQ(msg.lParam, LPARAM{-20});
     EXPECT_LE(msg.time - before, after - before) << "time is the tick count of the post";
-    EXPECT_EQ(Next().wParam, WPARAM{11});
-    EXPECT_EQ(Next().wParam, WPARAM{12});
-    EXPECT_EQ(Next().message, kNone);
-}
-
-TEST_F(MessageQueue, RangeFilterTakesTheFirstInRange) {
-    for (UINT offset : {1, 5, 2, 9})
-        PostToSelf(kUser + offset);
-    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kUser + 5);
-    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kUser + 2);
-    EXPECT_EQ(Next(nullptr, kUser + 2, kUser + 5).message, kNone);
-    EXPECT_EQ(Next(nullptr, kUser + 9, kUser + 1).message, kNone) << "an inverted range takes none";
     EXPECT_EQ(Next(nullptr, kUser + 9, kUser + 9).message, kUser + 9);
-    EXPECT_EQ(Next().message, kUser + 1);
-}
-
-TEST_F(MessageQueue, WindowFiltersSeparateWindowAndThreadMessages) {
-    HWND first = CreateMessageWindow(), second = CreateMessageWindow();
-    ASSERT_TRUE(first && second) << GetLastError();
-    ASSERT_TRUE(PostMessageA(first, kUser, 1, 0));
-    PostToSelf(kUser, 2);
-    ASSERT_TRUE(PostMessageA(second, kUser, 3, 0));
-    ASSERT_TRUE(PostMessageA(nullptr, kUser, 4, 0));  // a thread message to the caller
-    MSG msg = Next(second);
-    EXPECT_EQ(msg.hwnd, second);
-    EXPECT_EQ(msg.wParam, WPARAM{3});
-    EXPECT_EQ(Next(second).message, kNone);
-    EXPECT_EQ(Next(kThreadOnly).wParam, WPARAM{2});
-    EXPECT_EQ(Next(kThreadOnly).wParam, WPARAM{4});
-    EXPECT_EQ(Next(kThreadOnly).message, kNone);
-    EXPECT_EQ(Next().hwnd, first);
-    EXPECT_TRUE(DestroyWindow(first));
-    EXPECT_TRUE(DestroyWindow(second));
+    EXPECT_EQ(Next().message, kNone);
 }
 
 TEST_F(MessageQueue, PostingNeedsTheTargetsQueue) {
     std::promise<DWORD> id;
     std::promise<void> refused, queued;
-    std::promise<MSG> received;
     HWND window = nullptr;
     std::thread worker([&] {
         id.set_value(GetCurrentThreadId());
@@ -107,7 +77,7 @@ TEST_F(MessageQueue, PostingNeedsTheTargetsQueue) {
         window = CreateMessageWindow();
         queued.set_value();
         GetMessageA(&msg, nullptr, 0, 0);
-        received.set_value(msg);
+        EXPECT_EQ(msg.wParam, WPARAM{2}) << "the refused post was queued";
     });
     DWORD workerId = id.get_future().get();
     SetLastError(0);
@@ -116,7 +86,6 @@ TEST_F(MessageQueue, PostingNeedsTheTargetsQueue) {
     refused.set_value();
     queued.get_future().wait();
     ASSERT_TRUE(PostThreadMessageA(workerId, kUser, 2, 0)) << GetLastError();
-    EXPECT_EQ(received.get_future().get().wParam, WPARAM{2}) << "the refused post was queued";
     worker.join();
 
     // An ended thread takes its queue and windows with it.  Win32 documents
@@ -152,48 +121,55 @@ TEST_F(MessageQueue, GetMessageWaitsForPostsFromOtherThreads) {
         worker.join();
 }
 
-TEST_F(MessageQueue, MessageOnlyWindowBelongsToItsThread) {
-    HWND window = CreateMessageWindow();
-    ASSERT_NE(window, nullptr) << GetLastError();
-    EXPECT_TRUE(IsWindow(window));
+// What is posted to a message-only window lands in its thread's queue,
+// marked with the window; only that thread may destroy it.
+TEST_F(MessageQueue, MessageOnlyWindowsFilterAndBelongToTheirThread) {
+    HWND first = CreateMessageWindow(), second = CreateMessageWindow();
+    ASSERT_TRUE(first && second) << GetLastError();
     // The library keeps window handles in 32 bits and sign-extends them.
-    EXPECT_EQ(static_cast<intptr_t>(static_cast<int32_t>(reinterpret_cast<intptr_t>(window))),
-              reinterpret_cast<intptr_t>(window));
-
-    BOOL destroyedByOther = TRUE;
-    DWORD otherError = 0;
+    EXPECT_EQ(static_cast<intptr_t>(static_cast<int32_t>(reinterpret_cast<intptr_t>(first))),
+              reinterpret_cast<intptr_t>(first));
+    ASSERT_TRUE(PostMessageA(first, kUser, 1, 0));
+    PostToSelf(kUser, 2);
     std::thread([&] {
-        PostMessageA(window, kUser + 3, 30, 31);
-        destroyedByOther = DestroyWindow(window);
-        otherError = GetLastError();
+        PostMessageA(second, kUser, 3, 31);
+        EXPECT_FALSE(DestroyWindow(second));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
     }).join();
-    EXPECT_FALSE(destroyedByOther);
-    EXPECT_EQ(otherError, DWORD{ERROR_ACCESS_DENIED});
+    ASSERT_TRUE(PostMessageA(nullptr, kUser, 4, 0));  // a thread message to the caller
     MSG msg;
-    EXPECT_GT(GetMessageA(&msg, window, 0, 0), 0);
-    EXPECT_EQ(msg.hwnd, window);
-    EXPECT_EQ(msg.message, kUser + 3);
-    EXPECT_EQ(msg.wParam, WPARAM{30});
+    EXPECT_GT(GetMessageA(&msg, second, 0, 0), 0);
+    EXPECT_EQ(msg.hwnd, second);
+    EXPECT_EQ(msg.wParam, WPARAM{3});
     EXPECT_EQ(msg.lParam, LPARAM{31});
+    EXPECT_EQ(Next(second).message, kNone);
+    EXPECT_EQ(Next(kThreadOnly).wParam, WPARAM{2});
+    EXPECT_EQ(Next(kThreadOnly).wParam, WPARAM{4});
+    EXPECT_EQ(Next(kThreadOnly).message, kNone);
+    EXPECT_EQ(Next().hwnd, first);
 
-    ASSERT_TRUE(PostMessageA(window, kUser, 1, 0));
-    EXPECT_TRUE(DestroyWindow(window));
-    EXPECT_FALSE(IsWindow(window));
-    EXPECT_EQ(Next().message, kNone) << "what was posted to the window outlived it";
-    EXPECT_EQ(GetMessageA(&msg, window, 0, 0), -1);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
-    EXPECT_FALSE(PostMessageA(window, kUser, 0, 0));
+    ASSERT_TRUE(PostMessageA(first, kUser, 1, 0));
+    ASSERT_TRUE(PostMessageA(second, kUser, 2, 0));
+    EXPECT_TRUE(DestroyWindow(first));
+    EXPECT_FALSE(IsWindow(first));
+    EXPECT_EQ(Next().hwnd, second) << "what was posted to the window went with it, and only that";
+    EXPECT_EQ(Next().message, kNone);
+    EXPECT_EQ(GetMessageA(&msg, first, 0, 0), -1);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_WINDOW_HANDLE});
     // A known difference of wine: it answers ERROR_ACCESS_DENIED here.
-    EXPECT_FALSE(DestroyWindow(window));
+    EXPECT_FALSE(DestroyWindow(first));
     EXPECT_EQ(GetLastError(),
               RunningUnderWine() ? DWORD{ERROR_ACCESS_DENIED} : DWORD{ERROR_INVALID_WINDOW_HANDLE});
     HWND next = CreateMessageWindow();
-    EXPECT_NE(next, window) << "a destroyed handle was handed out again at once";
+    EXPECT_NE(next, first) << "a destroyed handle was handed out again at once";
     DestroyWindow(next);
+    DestroyWindow(second);
 }
 
-TEST_F(MessageQueue, PostQuitMessageComesLastAndPassesEveryFilter) {
+// PostQuitMessage marks the queue: the quit comes after every posted
+// message and passes every filter.  A WM_QUIT that is posted is an ordinary
+// message, filters and all.
+TEST_F(MessageQueue, QuitComesLastAndPassesEveryFilterUnlessPosted) {
     HWND window = CreateMessageWindow();
     PostToSelf(kUser, 1);
     PostQuitMessage(3);
@@ -206,19 +182,13 @@ TEST_F(MessageQueue, PostQuitMessageComesLastAndPassesEveryFilter) {
     ASSERT_TRUE(PeekMessageA(&msg, window, kUser, kUser, PM_NOREMOVE));
     EXPECT_EQ(msg.message, kQuit);
     EXPECT_EQ(GetMessageA(&msg, kThreadOnly, kUser, kUser), 0);
-    EXPECT_EQ(msg.message, kQuit);
     EXPECT_EQ(msg.wParam, WPARAM{3});
     EXPECT_EQ(Next().message, kNone) << "the quit was taken once";
     DestroyWindow(window);
-}
 
-TEST_F(MessageQueue, PostedQuitIsAnOrdinaryMessage) {
-    DWORD self = GetCurrentThreadId();
-    std::thread([self] { PostThreadMessageA(self, WM_QUIT, 9, 0); }).join();
+    std::thread([self = GetCurrentThreadId()] { PostThreadMessageA(self, WM_QUIT, 9, 0); }).join();
     EXPECT_EQ(Next(nullptr, kUser, kUser + 10).message, kNone) << "range filters apply to it";
-    MSG msg;
     EXPECT_EQ(GetMessageA(&msg, nullptr, 0, 0), 0);
-    EXPECT_EQ(msg.message, kQuit);
     EXPECT_EQ(msg.wParam, WPARAM{9});
 }
 
