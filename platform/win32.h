@@ -185,6 +185,12 @@ char *_strlwr(char *text);
 char *_ltoa(long value, char *buffer, int radix);
 char *_ultoa(unsigned long value, char *buffer, int radix);
 char *_itoa(int value, char *buffer, int radix);
+
+// Dates (platform/posix/dates.cpp).
+
+// Names and the current directory (platform/posix/paths.cpp).
+
+// Threads and their clocks (platform/posix/threads.cpp).
 }
 
 #endif
