@@ -146,11 +146,13 @@ TEST_F(DoubleListTest, OwnershipDecidesWhatClearReplaceAndTheDestructorDo) {
     List<Item> list;
     Fill(list, {1, 2, 1});
     Item key(1);
+    Item *firstOne = list.GetFirst();
     EXPECT_EQ(list.DetachEqual(key), 1);  // the first of the equal ones
     EXPECT_EQ(Keys(list), (Keys_{2, 1}));
     EXPECT_EQ(list.DeleteEqual(key), 1);
     EXPECT_EQ(list.DeleteEqual(key), 0);
     EXPECT_EQ(Item::destroyed, 8);  // the detached one is the caller's now
+    delete firstOne;
 }
 
 TEST_F(DoubleListTest, AddUniqueDeletesTheDuplicateOnlyWhenOwning) {
