@@ -279,7 +279,76 @@ public:
         return Concatenate(&c, 1, b.text, b.GetLength());
     }
 
+    // Path members: the string taken as a file or directory name in
+    // drive-letter form, an optional drive ("C:") and parts divided by '\'.
+    // They work on the text alone and touch no file system, except those
+    // that ask for the current directory.  Only '\' divides parts, but for
+    // GetRelativeFileName and GetAbsoluteFileName, which also take '/' and
+    // ':' and write '\'.  Their code lives in files/file_name.cpp.
+
+    // 1 when the text begins with a letter and ':'.
+    int ContainsDrive() const;
+    // 1 when the text holds a '\'.
+    int ContainsPath() const;
+    // The drive letter alone, in capitals, or an empty text without a drive;
+    // `index`, when not null, receives GetDriveIndex().
+    SubString GetDrive(int *index = nullptr) const;
+    // The drive as a number, A being 0; -1 without a drive.
+    int GetDriveIndex() const;
+    // All before the last '\'; without one, the whole text.
+    SubString GetPath() const;
+    // All behind the last '\', or the whole text without one; with
+    // `withExtension` 0, cut at the title's last '.'.
+    SubString GetTitle(int withExtension) const;
+    // From the last '.' when it stands behind the last '\', with the dot
+    // or (`withDot` 0) without it; else an empty text.
+    SubString GetExtension(int withDot) const;
+    // 1 for a text with a drive, a '\' and a title behind the last '\'.
+    // Characters are not checked.
+    int IsValidFileName() const;
+    // The path less its first part, which goes to `*top` (when not null);
+    // separators at both ends are ignored.  Repeated calls walk a path from
+    // the top down: "\a\b\c\" gives "a" and "b\c".
+    SubString GetPathBelow(String *top) const;
+    // The name shortened for display to at most `maxLength` characters (0:
+    // only the directory above the file is left out), in steps: "C:\a\b\...\f",
+    // "C:\...\f", "...\f", then cut with "..." at the end.  Without a drive,
+    // an empty text.
+    SubString GetSummary(uint32_t maxLength) const;
+    // The current directory, and its drive letter in capitals; empty texts
+    // when the platform cannot tell one that fits in 260 bytes.
+    static SubString GetCurrentDrive();
+    static SubString GetCurrentPath();
+    // The way from the directory `from` to the file `to`, both full names
+    // ("..\c\f.txt"), compared without case; empty for two drives.
+    static SubString GetRelativeFileName(const String &from, const String &to);
+    // The reverse: `relative` applied to the directory `base`.  ".." takes
+    // a part off `base`, but never its drive: the walk stops there.
+    static SubString GetAbsoluteFileName(const String &base, const String &relative);
+
+    // Puts `drive` (a letter, without ':') in place of the text's drive, or
+    // in front with a '\' when there is none.
+    String &SetDrive(const String &drive);
+    // The same with the letter of `index`, 0 for A.
+    String &SetDrive(int index);
+    // Replaces the first two characters, which must exist, with `volume`.
+    String &PrependVolumeName(const String &volume);
+    // Cuts the extension, when there is one, then appends "." and
+    // `extension` (given without a dot) unless it is empty.
+    String &SetExtension(const String &extension);
+    // Makes the text a full directory name, adding the current drive when
+    // it has none, and appends `title` behind exactly one '\'.
+    String &AppendTitleAndMakeFullFileName(const String &title);
+    // Adds what the text lacks of a full name: nothing with a drive, the
+    // current drive with a '\' in the text, else the current directory.
+    String &EnsureFullFileName();
+
 protected:
+    // Put the current drive ("C:"), or the current directory, in front of
+    // the text, with a '\' between.
+    String &AddCurrentDrive();
+    String &AddCurrentPath();
+
     // Takes `body` over; the count is unchanged.
     explicit String(StringRef *body);
 
