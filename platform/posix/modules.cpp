@@ -9,7 +9,8 @@
 // more reference, and FreeLibrary drops one, as on Windows.
 //
 // Names pass through NativePath (paths.h): a native path, or a Windows path
-// whose drive Z: is the root.  What Windows does beyond that is not done:
+// whose drive letter names a mapped folder (Z: is the root unless mapped
+// elsewhere).  What Windows does beyond that is not done:
 // it appends ".dll" to a name without an extension, and looks for a bare
 // name in the program's directory and the current directory first; here a
 // name without a '/' goes unchanged to the dynamic loader's own search
