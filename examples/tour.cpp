@@ -73,6 +73,114 @@ static void PatternsAndChecksums() {
     printf("\n");
 }
 
+// A list element of the tour's own: a planet with its distance from the sun
+// in millions of kilometres.  Compare orders by distance; mode 1 by name.
+struct Planet : ListElement {
+    Planet(const char *name, int distance) : name(name), distance(distance) {}
+    int32_t Compare(const CollectionElement &other, int mode) const override {
+        const Planet &p = static_cast<const Planet &>(other);
+        if (mode == 1)
+            return name < p.name ? -1 : name > p.name ? 1 : 0;
+        return distance < p.distance ? -1 : distance > p.distance ? 1 : 0;
+    }
+    CollectionElement *CreateClone(const void *) const override { return new Planet(name, distance); }
+    String name;
+    int distance;
+};
+
+static void PrintPlanets(const char *title, const List<Planet> &planets) {
+    printf("%s:", title);
+    for (Planet *p = planets.GetFirst(); p; p = planets.GetNext(p))
+        printf(" %s (%d)", p->name.c_str(), p->distance);
+    printf("\n");
+}
+
+static void ListsAndSorting() {
+    Stop("Lists own their elements, sort them and search them");
+    List<Planet> planets;  // owning: the list deletes what it holds
+    planets.Append(new Planet("Mars", 228));
+    planets.Append(new Planet("Mercury", 58));
+    planets.Append(new Planet("Jupiter", 779));
+    planets.Append(new Planet("Venus", 108));
+    planets.Append(new Planet("Earth", 150));
+    PrintPlanets("as added", planets);
+    planets.Sort();
+    PrintPlanets("sorted by distance", planets);
+    Planet probe("", 200);
+    printf("the nearest planet beyond 200: %s; the last one before it: %s\n",
+           planets.FindClosestGreater(probe)->name.c_str(), planets.FindClosestSmaller(probe)->name.c_str());
+
+    List<Planet> byName(planets);  // a deep copy, through CreateClone
+    byName.SetCompareMode(1);
+    byName.Sort();
+    PrintPlanets("a copy sorted by name", byName);
+    delete planets.Detach(planets.GetFirst());
+    printf("after the first planet left the original, the copy still holds %d\n", byName.GetCount());
+
+    Stop("Arrays of pointers: quicksort and binary search");
+    ArrayBase array(20, 20, 0);  // borrows the planets: deletes nothing
+    for (Planet *p = byName.GetFirst(); p; p = byName.GetNext(p))
+        array.Add(p);
+    array.Sort();
+    int index = -1;
+    Planet earthDistance("", 150);
+    array.BinaryFindEqual(earthDistance, &index);
+    printf("sorted by distance in the array, 150 stands at index %d of %d\n", index, array.GetCount());
+
+    Stop("Text splits into lists of strings");
+    List<StringItem<ListElement>> words;
+    ExplodeString(words, "  red, green;;blue ,  ", ",;", 1);
+    printf("\"  red, green;;blue ,  \" split at , and ; gives %d items:", words.GetCount());
+    for (StringItem<ListElement> *w = words.GetFirst(); w; w = words.GetNext(w))
+        printf(" [%s]", w->c_str());
+    printf("\n");
+    int count = 0;
+    int *numbers = StringToIntArray("12, 7; -3", &count);
+    printf("the numbers in \"12, 7; -3\": %s (the minus is a divider)\n",
+           String(IntArrayToString(numbers, count, '+')).c_str());
+    QX_Heap::FreeMem(numbers);
+    printf("sizes: %s, %s; a DOS date word 0x5A21 is %s\n", String(GetStringFileSize(1599000)).c_str(),
+           String(ByteSizeToString(1536)).c_str(), String(GetDateString(0x5A21)).c_str());
+
+    MemoryStream stream(64, 1);
+    stream.PutLine("first line");
+    stream.Put(2024);
+    stream.PutLine("");
+    stream.PutString("zero-ended", 1);
+    const unsigned written = static_cast<unsigned>(stream.GetPosition());
+    stream.SetPosition(0);
+    String firstLine(stream.GetLine());
+    int year = 0;
+    stream.Get(year);
+    printf("a memory stream took %u bytes; read back: the line \"%s\" and the number %d\n", written,
+           firstLine.c_str(), year);
+}
+
+static void FileNames() {
+    Stop("File names are strings with a path algebra");
+    FileName name("C:\\Projects\\tour\\src\\main.cpp");
+    printf("%s: path %s, title %s, extension %s, drive %s\n", name.c_str(), String(name.GetPath()).c_str(),
+           String(name.GetTitle(0)).c_str(), String(name.GetExtension(1)).c_str(), String(name.GetDrive()).c_str());
+    printf("shortened to 20 characters: %s\n", String(name.GetSummary(20)).c_str());
+    String relative(String::GetRelativeFileName("C:\\Projects\\tour\\doc", name));
+    printf("from C:\\Projects\\tour\\doc the file is %s, and back: %s\n", relative.c_str(),
+           String(String::GetAbsoluteFileName("C:\\Projects\\tour\\doc", relative)).c_str());
+    String header(name);
+    header.SetExtension("h");
+    printf("with the extension h: %s\n", header.c_str());
+    printf("the current directory in drive-letter form: %s\n", String(String::GetCurrentPath()).c_str());
+
+    List<FileName> names;
+    names.Append(new FileName("C:\\b.TXT"));
+    names.Append(new FileName("c:\\A.txt"));
+    names.Append(new FileName("C:\\c.txt"));
+    names.Sort();
+    printf("names sort without case:");
+    for (FileName *n = names.GetFirst(); n; n = names.GetNext(n))
+        printf(" %s", n->c_str());
+    printf("\n");
+}
+
 static void Failures() {
     Stop("Failures travel as exceptions");
     try {
@@ -107,6 +215,8 @@ int main() {
     Strings();
     Messages();
     PatternsAndChecksums();
+    ListsAndSorting();
+    FileNames();
     Failures();
     fflush(stdout);  // the debug channel is standard error: keep the order
     SendDebugString("the tour ends here (this line went to the debug channel)");
