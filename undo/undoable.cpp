@@ -1,1 +1,230 @@
-// placeholder
+// AUndoMemento and AUndoable: the undo and redo lists and the rules by
+// which a new step joins them.
+#include "undo/undoable.h"
+
+#include "text/messages.h"
+
+namespace {
+
+// The excluded name that no real action has.
+const char kNoExcludedName[] = "%%%%%%%%";
+
+bool SameAction(const AUndoMemento &a, const AUndoMemento &b) {
+    return a.GetActionInstance() == b.GetActionInstance() && a.GetActionName() == b.GetActionName();
+}
+
+}  // namespace
+
+// ------------------------------------------------------------ AUndoMemento
+
+AUndoMemento::AUndoMemento(const String &name, int actionInstance, int packable, int majorModification)
+    : actionName(name),
+      actionInstance(actionInstance),
+      majorModification(majorModification != 0),
+      packable(packable != 0) {}
+
+AUndoMemento::AUndoMemento(const char *name, int actionInstance, int packable, int majorModification)
+    : actionName(name),
+      actionInstance(actionInstance),
+      majorModification(majorModification != 0),
+      packable(packable != 0) {}
+
+AUndoMemento::AUndoMemento(const AUndoMemento &other)
+    : ListElement(other),
+      actionName(other.actionName),
+      actionInstance(other.actionInstance),
+      majorModification(other.majorModification),
+      packable(other.packable) {}
+
+AUndoMemento &AUndoMemento::operator=(const AUndoMemento &other) {
+    ListElement::operator=(other);
+    actionName = other.actionName;
+    actionInstance = other.actionInstance;
+    majorModification = other.majorModification;
+    packable = other.packable;
+    return *this;
+}
+
+AUndoMemento::~AUndoMemento() {}
+
+uint32_t AUndoMemento::GetInvolvedMemory() const {
+    return sizeof(AUndoMemento);
+}
+
+uint32_t AUndoMemento::GetInvolvedDiskSpace() const {
+    return 0;
+}
+
+uint32_t AUndoMemento::GetNumInvolvedFiles() const {
+    return 0;
+}
+
+int32_t AUndoMemento::CanGroup(const AUndoMemento &) const {
+    return 0;
+}
+
+// --------------------------------------------------------------- AUndoable
+
+AUndoable::AUndoable(int maxNumOfUndoMementos)
+    : undoList(1),
+      redoList(1),
+      undoDisabled(0),
+      maxNumOfUndoMementos(maxNumOfUndoMementos),
+      excludedName(kNoExcludedName) {}
+
+AUndoable::AUndoable(const AUndoable &other)
+    : undoList(other.undoList),
+      redoList(other.redoList),
+      undoDisabled(other.undoDisabled),
+      maxNumOfUndoMementos(other.maxNumOfUndoMementos),
+      excludedName(other.excludedName) {}
+
+AUndoable &AUndoable::operator=(const AUndoable &other) {
+    undoList = other.undoList;
+    redoList = other.redoList;
+    undoDisabled = other.undoDisabled;
+    maxNumOfUndoMementos = other.maxNumOfUndoMementos;
+    excludedName = other.excludedName;
+    return *this;
+}
+
+AUndoable::~AUndoable() {}
+
+void AUndoable::AddToUndoList(AUndoMemento *memento, int keepRedo) {
+    if (!memento || maxNumOfUndoMementos < 1)
+        return;
+    // A new action ends the redo history, also when it is grouped away.
+    if (!keepRedo)
+        redoList.DeleteAll();
+
+    AUndoMemento *top = undoList.GetFirst();
+    if (top && top->IsMergeable() && memento->IsMergeable() &&
+        (top->IsSameState(*memento) || top->CanGroup(*memento))) {
+        delete memento;
+        return;
+    }
+
+    // A run of packable steps of one action, ended by another action,
+    // shrinks to its oldest member.  Only the newest member is asked.
+    if (top && !SameAction(*top, *memento) && top->IsMergeable() && top->IsPackable()) {
+        AUndoMemento *oldest = top;
+        for (AUndoMemento *e = undoList.GetNext(top); e && SameAction(*e, *top); e = undoList.GetNext(e))
+            oldest = e;
+        while (undoList.GetFirst() != oldest)
+            undoList.DeleteFirst();
+    }
+
+    undoList.Prepend(memento);
+    if (undoList.GetCount() > maxNumOfUndoMementos)
+        undoList.DeleteLast();
+}
+
+void AUndoable::AddToRedoList(AUndoMemento *memento) {
+    if (memento && maxNumOfUndoMementos > 0)
+        redoList.Prepend(memento);
+}
+
+void AUndoable::AdoptMemento(AUndoMemento *memento) {
+    AddToUndoList(memento, 0);
+}
+
+int AUndoable::AdoptMementoIfDifference(AUndoMemento *memento, const AUndoMemento &reference) {
+    if (!memento->IsSameState(reference)) {
+        AddToUndoList(memento, 0);
+        return 1;
+    }
+    delete memento;
+    return 0;
+}
+
+void AUndoable::UndoCurrentState() {
+    AUndoMemento *top = undoList.GetFirst();
+    if (!top)
+        return;
+    AddToRedoList(RestoreMemento(top, 0));
+    undoList.Delete(top);
+}
+
+void AUndoable::RedoLastUndoneState() {
+    AUndoMemento *top = redoList.GetFirst();
+    if (!top)
+        return;
+    AddToUndoList(RestoreMemento(top, 1), 1);
+    redoList.Delete(top);
+}
+
+void AUndoable::SetMaxNumOfUndoMementos(int limit) {
+    if (limit >= maxNumOfUndoMementos)
+        return;
+    maxNumOfUndoMementos = limit;
+    while (undoList.GetCount() > limit && undoList.GetCount() > 0)
+        undoList.DeleteLast();
+    while (redoList.GetCount() > limit && redoList.GetCount() > 0)
+        redoList.DeleteLast();
+}
+
+void AUndoable::ClearUndoMementos() {
+    undoList.DeleteAll();
+    redoList.DeleteAll();
+}
+
+int AUndoable::IsUndoEnabled() const {
+    if (maxNumOfUndoMementos < 1)
+        return 0;
+    return undoDisabled ? 0 : 1;
+}
+
+int AUndoable::IsUndoEnabledFor(const String &name) const {
+    if (!IsUndoEnabled())
+        return 0;
+    if (name != GetPendingUndoName())
+        return 1;
+    return name == excludedName ? 0 : 1;
+}
+
+void AUndoable::DoNotSaveUndoMementosWithName(const String &name) {
+    excludedName = name;
+}
+
+void AUndoable::DoNotSaveUndoMementosWithName(int messageId) {
+    excludedName = FindString(static_cast<unsigned int>(messageId));
+}
+
+void AUndoable::SaveUndoMementosWithAnyName() {
+    excludedName = kNoExcludedName;
+}
+
+String AUndoable::GetPendingActionName(const List<AUndoMemento> &list) const {
+    AUndoMemento *first = list.GetFirst();
+    return first ? first->actionName : String();
+}
+
+uint32_t AUndoable::GetNumInvolvedUndoFiles() const {
+    uint32_t sum = 0;
+    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
+        sum += e->GetNumInvolvedFiles();
+    return sum;
+}
+
+uint32_t AUndoable::GetInvolvedUndoMemory() const {
+    uint32_t sum = 0;
+    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
+        sum += e->GetInvolvedMemory();
+    for (AUndoMemento *e = redoList.GetFirst(); e; e = redoList.GetNext(e))
+        sum += e->GetInvolvedMemory();
+    return sum;
+}
+
+uint32_t AUndoable::GetInvolvedUndoDiskSpace() const {
+    uint32_t sum = 0;
+    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
+        sum += e->GetInvolvedDiskSpace();
+    return sum;
+}
+
+int32_t AUndoable::HasMajorModification() const {
+    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
+        if (e->majorModification)
+            return 1;
+    return 0;
+}
