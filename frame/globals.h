@@ -33,6 +33,16 @@ extern uint32_t _postHandle;
 // The resource module of localised messages; 0: the built-in table.
 extern HMODULE _localizedStringDll;
 
+// The message cache (text/message_cache.h): its lock, the cached texts and
+// the search key whose id is set before each search.  The lock guards the
+// other two.
+class CriticalSection;
+class HashListImp;
+class CachedString;
+extern CriticalSection _messageCacheLock;
+extern HashListImp _messageCache;
+extern CachedString _messageCacheProbe;
+
 // Pins the body of a String that all threads share, so that taking and
 // dropping references to it writes nothing; unpinning gives it back to
 // ordinary counting before its owner ends.

@@ -12,7 +12,10 @@
 // exists: per-thread state has a static initial image (frame/frame.cpp).
 #include "frame/globals.h"
 #include "platform/win32.h"
+#include "text/message_cache.h"
 #include "text/string.h"
+#include "threads/locks.h"
+#include "threads/timer.h"
 #include "tools/randomizer.h"
 
 // Step 1: the randomizer the library shares, seeded from the tick count.
@@ -36,6 +39,29 @@ static struct DefaultTextPin {
     DefaultTextPin() { PinStringBody(_defaultAException.why()); }
     ~DefaultTextPin() { UnpinStringBody(_defaultAException.why()); }
 } _defaultTextPin;
+
+// Step 8: the lock of the message cache.
+CriticalSection _messageCacheLock;
+
+// Step 9: the message cache, 509 buckets, owning its texts.  Cached texts
+// are pinned while they are shared (text/message_cache.cpp); the pins end
+// just before the cache does, so that it releases the bodies.
+HashListImp _messageCache(500, 1);
+static struct MessageCachePins {
+    ~MessageCachePins() {
+        for (ListElement *e = _messageCache.GetFirst(); e; e = e->GetNext())
+            UnpinStringBody(static_cast<CachedString *>(e)->GetText());
+    }
+} _messageCachePins;
+
+// Step 10: the search key of the message cache; its id is set at each
+// search.
+CachedString _messageCacheProbe;
+
+// Step 11: the clock of Timer and TimeTracer: whether the high-resolution
+// counter exists, and one tick's worth in seconds, milliseconds and
+// microseconds, from QueryPerformanceFrequency.
+const Timer::Clock Timer::platformClock = Timer::Clock::Measure();
 
 // Globals without an initialiser, zero at load.
 uint32_t _postHandle = 0;

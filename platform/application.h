@@ -9,8 +9,9 @@
 // header declares the part of it that an application calls directly:
 // receiving the messages that the library posts (a failure handed to the
 // main thread or to a window, see ExceptionThrower), message-only windows to
-// receive them in, and loading a resource module of localised messages.  The rest of the layer stays inside the
-// library.
+// receive them in, loading a resource module of localised messages, and the
+// folders that drive letters stand for.  The rest of the layer stays inside
+// the library.
 #ifndef CVZ_PLATFORM_APPLICATION_H
 #define CVZ_PLATFORM_APPLICATION_H
 
@@ -21,6 +22,10 @@
 struct HINSTANCE__;
 typedef struct HINSTANCE__ *HINSTANCE;
 typedef HINSTANCE HMODULE;
+// Declared, not defined, as <windows.h> defines it: public signatures take
+// a FILETIME by pointer, and a caller that fills one includes <windows.h>.
+struct _FILETIME;
+typedef struct _FILETIME FILETIME;
 
 #else
 
@@ -47,6 +52,13 @@ struct POINT {
     LONG x;
     LONG y;
 };
+
+// A point in time: 100 ns steps since 1601-01-01, low word first.
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+typedef FILETIME *LPFILETIME;
 
 struct MSG {
     HWND hwnd;
@@ -99,6 +111,17 @@ CVZ_API DWORD GetCurrentThreadId(void);
 // be a native path or a drive-letter path such as Z:\opt\app\fr.so.
 CVZ_API HMODULE LoadLibraryA(LPCSTR fileName);
 CVZ_API BOOL FreeLibrary(HMODULE module);
+
+// Drive letters.  Names in the library have the Windows form, a drive
+// letter and '\' separators; here a drive letter stands for a folder.  Z:
+// is the root "/" from the start, so "/home/a/x.txt" is "Z:\home\a\x.txt".
+// MapDriveLetter makes `letter` (either case) stand for `folder`, an
+// absolute native path, from now on; Z: may be mapped elsewhere, and a
+// null or empty `folder` takes the letter's folder away.  A name under
+// several mapped folders is reported with the drive of the deepest one.
+// FALSE with ERROR_INVALID_PARAMETER for a character that is no letter or
+// a relative folder.
+CVZ_API BOOL MapDriveLetter(char letter, const char *folder);
 }
 
 #endif

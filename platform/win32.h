@@ -23,6 +23,7 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <mmsystem.h>
 #include <process.h>
 #include <stdlib.h>
 #include <string.h>
@@ -99,6 +100,7 @@ enum : DWORD {
     ERROR_INVALID_HANDLE = 6,
     ERROR_NOT_ENOUGH_MEMORY = 8,
     ERROR_INVALID_PARAMETER = 87,
+    ERROR_INSUFFICIENT_BUFFER = 122,
     ERROR_MOD_NOT_FOUND = 126,
     ERROR_ALREADY_EXISTS = 183,
     ERROR_FILENAME_EXCED_RANGE = 206,
@@ -186,11 +188,102 @@ char *_ltoa(long value, char *buffer, int radix);
 char *_ultoa(unsigned long value, char *buffer, int radix);
 char *_itoa(int value, char *buffer, int radix);
 
-// Dates (platform/posix/dates.cpp).
+// Dates (platform/posix/dates.cpp).  A FILETIME counts 100 ns since
+// 1601-01-01, a SYSTEMTIME holds the same instant as calendar fields
+// (wDayOfWeek 0 is Sunday).  The layer knows no time zones: as on Windows,
+// a DOS date and time become a FILETIME of the same clock reading, and
+// FileTimeToSystemTime converts without a shift.
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+typedef SYSTEMTIME *LPSYSTEMTIME;
+typedef DWORD LCID;
+// Date word: day in bits 0-4, month in 5-8, years since 1980 in 9-15.  Time
+// word: seconds / 2 in bits 0-4, minutes in 5-10, hours in 11-15.  A day 0
+// or beyond the month's last, a month 0 or above 12, an hour above 23, a
+// minute above 59 or seconds above 59 fail with ERROR_INVALID_PARAMETER.
+BOOL DosDateTimeToFileTime(WORD fatDate, WORD fatTime, FILETIME *fileTime);
+// Fails with ERROR_INVALID_PARAMETER for a time of 2^63 or more.
+BOOL FileTimeToSystemTime(const FILETIME *fileTime, SYSTEMTIME *systemTime);
+// Writes `date` (null: today, local time) in the picture `format`, and
+// returns the characters written with the ending zero; `bufferSize` 0 asks
+// for that count alone, and a smaller buffer fails with
+// ERROR_INSUFFICIENT_BUFFER.  Only `locale` 0 and `flags` 0 are known, and
+// the picture must be given: it takes d, dd (day), M, MM (month), yy and
+// yyyy (year), with a leading zero in the two-letter forms (yy: the last
+// two digits); characters other than letters are copied as they stand.
+// Any other letter or run, a quote, or a date that is no calendar date
+// fails with ERROR_INVALID_PARAMETER.
+int GetDateFormatA(LCID locale, DWORD flags, const SYSTEMTIME *date, LPCSTR format, LPSTR buffer,
+                   int bufferSize);
 
 // Names and the current directory (platform/posix/paths.cpp).
+// Names come and go in drive-letter form (see paths.h for the drive
+// table).  GetCurrentDirectoryA returns the length written without the
+// zero, or, when the buffer is too small, the size needed with the zero and
+// writes nothing.  GetModuleFileNameA names the program (null module) or a
+// module from LoadLibraryA; a name too long is cut, zero-ended, and gives
+// `size` with ERROR_INSUFFICIENT_BUFFER.  lstrcmpiA orders without case,
+// digits before letters and punctuation before both, giving -1, 0 or 1.
+DWORD GetCurrentDirectoryA(DWORD bufferLength, LPSTR buffer);
+DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
+int lstrcmpiA(LPCSTR a, LPCSTR b);
 
-// Threads and their clocks (platform/posix/threads.cpp).
+// Threads and their clocks (platform/posix/threads.cpp).  A thread handle
+// is a kernel object that becomes signalled when the thread ends, with its
+// exit code; GetCurrentThread's pseudo handle names the calling thread.
+// SuspendThread and ResumeThread keep Windows's suspend count (at most 127)
+// and return the count before the call, or 0xFFFFFFFF on failure; a
+// suspended thread truly stands still.  TerminateThread stops the thread
+// for good without running any more of its code; see threads.cpp for what
+// stays behind.  Priorities and priority classes are Windows's values,
+// reported as set and applied as far as the system lets an unprivileged
+// process.  timeGetTime is the millisecond clock of GetTickCount.
+enum : DWORD {
+    CREATE_SUSPENDED = 0x4,
+    STACK_SIZE_PARAM_IS_A_RESERVATION = 0x10000,
+    STILL_ACTIVE = 259,
+    MAXIMUM_SUSPEND_COUNT = 127,
+    ERROR_SIGNAL_REFUSED = 156,
+    IDLE_PRIORITY_CLASS = 0x40,
+    BELOW_NORMAL_PRIORITY_CLASS = 0x4000,
+    NORMAL_PRIORITY_CLASS = 0x20,
+    ABOVE_NORMAL_PRIORITY_CLASS = 0x8000,
+    HIGH_PRIORITY_CLASS = 0x80,
+    REALTIME_PRIORITY_CLASS = 0x100,
+};
+enum : int {
+    THREAD_PRIORITY_IDLE = -15,
+    THREAD_PRIORITY_LOWEST = -2,
+    THREAD_PRIORITY_BELOW_NORMAL = -1,
+    THREAD_PRIORITY_NORMAL = 0,
+    THREAD_PRIORITY_ABOVE_NORMAL = 1,
+    THREAD_PRIORITY_HIGHEST = 2,
+    THREAD_PRIORITY_TIME_CRITICAL = 15,
+    THREAD_PRIORITY_ERROR_RETURN = 0x7FFFFFFF,
+};
+// The thread runs start(argument); `initFlags` may hold CREATE_SUSPENDED.
+// Returns the thread's handle, or 0 with errno set.
+uintptr_t _beginthreadex(void *security, unsigned stackSize, unsigned (*start)(void *),
+                         void *argument, unsigned initFlags, unsigned *threadId);
+HANDLE GetCurrentThread(void);
+BOOL GetExitCodeThread(HANDLE thread, DWORD *exitCode);
+DWORD SuspendThread(HANDLE thread);
+DWORD ResumeThread(HANDLE thread);
+BOOL TerminateThread(HANDLE thread, DWORD exitCode);
+BOOL SetThreadPriority(HANDLE thread, int priority);
+int GetThreadPriority(HANDLE thread);
+// Only GetCurrentProcess() names a process.
+BOOL SetPriorityClass(HANDLE process, DWORD priorityClass);
+DWORD GetPriorityClass(HANDLE process);
+DWORD timeGetTime(void);
 }
 
 #endif

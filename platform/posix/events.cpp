@@ -5,7 +5,7 @@
 // of object shares (WaitForSingleObject, WaitForMultipleObjectsEx), the
 // event objects (CreateEventA, SetEvent, ResetEvent, PulseEvent), and
 // Sleep.  platform/posix/kernel_objects.h describes the base that each kind
-// of object derives from.
+// of object derives from; threads.cpp adds threads as a second kind.
 //
 // What follows Win32:
 //
@@ -61,7 +61,11 @@
 // - GetCurrentProcess's pseudo-handle serves DuplicateHandle, and only the
 //   calling process may be named there.  The waits do not take it (Windows
 //   waits on the process, which for its own threads never ends) and fail
-//   with ERROR_INVALID_HANDLE.
+//   with ERROR_INVALID_HANDLE.  GetCurrentThread's pseudo-handle names the
+//   calling thread everywhere, as on Windows, and CloseHandle ignores it.
+// - A thread is never suspended or ended while it holds the lock below or
+//   waits here: such a request takes effect as the call ends, and
+//   TerminateThread wakes a waiting thread to end (threads.cpp).
 // - A handle is a multiple of 4 from 4 to 0x7FFFFFFC, so it survives a trip
 //   through a 32-bit word.  Handles are given out in increasing order and
 //   used again only after the count wraps, so a stale handle fails with
@@ -243,6 +247,8 @@ uintptr_t NextHandle(uintptr_t handle) {
 // The table's reference to the object that `handle` names, or null with
 // ERROR_INVALID_HANDLE.  The kernel lock is held.
 std::shared_ptr<KernelObject> *Entry(HANDLE handle) {
+    if (handle == cvz::posix::CurrentThreadPseudoHandle())
+        return cvz::posix::CurrentThreadEntry();
     Kernel &kernel = TheKernel();
     auto it = kernel.handles.find(reinterpret_cast<uintptr_t>(handle));
     if (it == kernel.handles.end()) {
@@ -327,6 +333,7 @@ KernelObject *ObjectOf(HANDLE handle) {
 
 HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCSTR name) {
     Kernel &kernel = TheKernel();
+    cvz::posix::KernelCall call;
     std::shared_ptr<KernelObject> existing;  // dropped after the lock
     std::lock_guard<std::mutex> hold(kernel.lock);
     bool named = name != nullptr && *name != '\0';
@@ -355,6 +362,7 @@ HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, 
 }
 
 BOOL SetEvent(HANDLE handle) {
+    cvz::posix::KernelCall call;
     std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
     Event *event = EventOf(handle);
     if (event == nullptr)
@@ -364,6 +372,7 @@ BOOL SetEvent(HANDLE handle) {
 }
 
 BOOL ResetEvent(HANDLE handle) {
+    cvz::posix::KernelCall call;
     std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
     Event *event = EventOf(handle);
     if (event == nullptr)
@@ -373,6 +382,7 @@ BOOL ResetEvent(HANDLE handle) {
 }
 
 BOOL PulseEvent(HANDLE handle) {
+    cvz::posix::KernelCall call;
     std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
     Event *event = EventOf(handle);
     if (event == nullptr)
@@ -391,6 +401,7 @@ DWORD WaitForMultipleObjectsEx(DWORD count, const HANDLE *handles, BOOL waitAll,
         SetLastError(ERROR_INVALID_PARAMETER);
         return WAIT_FAILED;
     }
+    cvz::posix::KernelCall call;
     // The time runs from the call, waiting for the lock included.
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     // References that keep the objects alive through the wait, even if
@@ -413,7 +424,12 @@ DWORD WaitForMultipleObjectsEx(DWORD count, const HANDLE *handles, BOOL waitAll,
     if (waiter.TrySatisfy() || milliseconds == 0)
         return waiter.result;
     waiter.Enlist();
+    cvz::posix::KernelSleep sleep(waiter.wake);
     while (!waiter.satisfied) {
+        if (sleep.Interrupted()) {  // TerminateThread: the thread ends
+            waiter.Delist();
+            return WAIT_FAILED;
+        }
         if (milliseconds == INFINITE) {
             waiter.wake.wait(hold);
         } else if (waiter.wake.wait_until(hold, deadline) == std::cv_status::timeout &&
@@ -426,7 +442,10 @@ DWORD WaitForMultipleObjectsEx(DWORD count, const HANDLE *handles, BOOL waitAll,
 }
 
 BOOL CloseHandle(HANDLE handle) {
+    if (handle == cvz::posix::CurrentThreadPseudoHandle())
+        return TRUE;  // nothing to close, as on Windows
     Kernel &kernel = TheKernel();
+    cvz::posix::KernelCall call;
     std::shared_ptr<KernelObject> closing;  // dropped after the lock
     std::lock_guard<std::mutex> hold(kernel.lock);
     std::shared_ptr<KernelObject> *entry = Entry(handle);
@@ -444,6 +463,7 @@ HANDLE GetCurrentProcess(void) {
 BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
                      DWORD, BOOL, DWORD options) {
     Kernel &kernel = TheKernel();
+    cvz::posix::KernelCall call;
     std::shared_ptr<KernelObject> closing;  // dropped after the lock
     std::lock_guard<std::mutex> hold(kernel.lock);
     if (sourceProcess != CurrentProcess() || targetProcess != CurrentProcess()) {
@@ -457,7 +477,10 @@ BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, 
     // asked for.
     if (target != nullptr)
         *target = cvz::posix::NewHandle(*entry);
-    if ((options & DUPLICATE_CLOSE_SOURCE) != 0) {
+    // The pseudo handle of the calling thread gives a real handle to it, and
+    // is not closed.
+    if ((options & DUPLICATE_CLOSE_SOURCE) != 0 &&
+        source != cvz::posix::CurrentThreadPseudoHandle()) {
         closing = std::move(*Entry(source));
         kernel.handles.erase(reinterpret_cast<uintptr_t>(source));
     }

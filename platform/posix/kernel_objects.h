@@ -26,9 +26,18 @@
 //   thus satisfied inside the call that signals, as the Windows kernel does
 //   it: a released thread owns its result even before it runs, and a
 //   thread that comes later cannot take the signal from under it.
+//
+// Threads (threads.cpp) are kernel objects too, and they can be suspended
+// and ended from outside.  A thread must never stop while it holds the
+// kernel lock, or ResumeThread, which needs that lock, could never run.  So
+// every call that takes the lock runs inside a KernelCall, and a request to
+// suspend or end a thread that reaches it meanwhile waits until its
+// outermost KernelCall is over; a thread asleep in a wait, with the lock
+// released, is woken by TerminateThread through its KernelSleep.
 #ifndef CVZ_PLATFORM_POSIX_KERNEL_OBJECTS_H
 #define CVZ_PLATFORM_POSIX_KERNEL_OBJECTS_H
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 
@@ -69,6 +78,43 @@ private:
     WaitLink *firstWaiter = nullptr;
     WaitLink *lastWaiter = nullptr;
 };
+
+// Declared before the kernel lock is taken, so that it ends after the lock
+// is released: for its length the calling thread is neither suspended nor
+// ended, and what was asked of it meanwhile is done when the outermost
+// KernelCall ends.  Cheap: two thread-local counters, no system call.
+class KernelCall {
+public:
+    KernelCall();
+    ~KernelCall();
+    KernelCall(const KernelCall &) = delete;
+    KernelCall &operator=(const KernelCall &) = delete;
+};
+
+// A thread's sleep in a wait, with the kernel lock released.  While it
+// lasts, TerminateThread can wake the sleeper through `wake`; Interrupted()
+// then tells the wait to give up, and the thread ends as its KernelCall
+// ends.  Made and asked with the kernel lock held.
+class KernelSleep {
+public:
+    explicit KernelSleep(std::condition_variable &wake);
+    ~KernelSleep();
+    KernelSleep(const KernelSleep &) = delete;
+    KernelSleep &operator=(const KernelSleep &) = delete;
+    bool Interrupted() const;
+};
+
+// GetCurrentThread's pseudo handle: it names the calling thread wherever a
+// thread handle is taken, and is never in the handle table.  CloseHandle
+// leaves it alone.
+inline HANDLE CurrentThreadPseudoHandle() {
+    return reinterpret_cast<HANDLE>(static_cast<intptr_t>(-2));
+}
+
+// The table entry that the pseudo handle stands for: the calling thread's
+// own reference to its object, made at the first need.  The kernel lock is
+// held.
+std::shared_ptr<KernelObject> *CurrentThreadEntry();
 
 // Enters `object` in the handle table and returns its new handle.  The
 // kernel lock is held.
