@@ -10,7 +10,6 @@
 #include <windows.h>
 #endif
 
-#include <thread>
 
 static void Stop(const char *title) {
     printf("\n== %s\n", title);
@@ -181,6 +180,87 @@ static void FileNames() {
     printf("\n");
 }
 
+static void Settings() {
+    Stop("A settings tree in memory, and the text it makes");
+    Config settings("Tour");
+    settings.MoveDown("Window");
+    settings.SetValue(640, "Width");
+    settings.SetValue(480, "Height");
+    settings.SetValue("Tour of CommonVcZq", "Title");
+    settings.MoveUp();
+    settings.MoveDown("Recent");
+    settings.SetValue("C:\\Projects\\tour\\src\\main.cpp", "File", 0);
+    settings.SetValue("C:\\Projects\\tour\\README", "File", 1);
+    settings.MoveToRoot();
+    unsigned int size = 0;
+    char *text = settings.GetAsBlock(&size);
+    printf("%u bytes of settings text (tabs shown as \"> \", line ends are CR LF):\n", size);
+    for (unsigned int i = 0; i < size; ++i) {
+        if (text[i] == '\t')
+            printf("> ");
+        else if (text[i] != '\r')
+            putchar(text[i]);
+    }
+
+    Config copy("Copy");
+    copy.BuildFromBlock(text, size);
+    QX_Heap::FreeMem(text);
+    copy.MoveAbsolute("Window");
+    printf("read back: Width %d, a missing Depth falls back to %d, Height held to 100..300 gives %d\n",
+           copy.GetValue(0, "Width"), copy.GetValue(32, "Depth"), copy.GetSure(0, 100, 300, "Height"));
+}
+
+// A document of the tour's own: a line of text with undo and redo.  Each
+// memento keeps the whole text as it was before a step.
+class Note : public AUndoable {
+public:
+    String text;
+
+    void Type(const char *word) {
+        AdoptMemento(new Step(text, "Typing"));
+        text += word;
+    }
+    void Erase() {
+        AdoptMemento(new Step(text, "Erasing"));
+        text.Clear();
+    }
+
+private:
+    struct Step : AUndoMemento {
+        Step(const String &before, const char *action) : AUndoMemento(action, 0, 0, 0), before(before) {}
+        int32_t IsSameState(const AUndoMemento &other) const override {
+            return before == static_cast<const Step &>(other).before;
+        }
+        int32_t IsMergeable() const override { return 0; }
+        String before;
+    };
+
+    AUndoMemento *RestoreMemento(AUndoMemento *memento, int) override {
+        Step *current = new Step(text, static_cast<Step *>(memento)->GetActionName());
+        text = static_cast<Step *>(memento)->before;
+        return current;
+    }
+};
+
+static void UndoAndRedo() {
+    Stop("A document with undo and redo");
+    Note note;
+    note.Type("Hello");
+    note.Type(", world");
+    note.Erase();
+    printf("after typing twice and erasing: \"%s\"; %d steps to undo, the next is \"%s\"\n", note.text.c_str(),
+           note.GetNumUndoMementos(), note.GetPendingUndoName().c_str());
+    note.UndoCurrentState();
+    printf("undo: \"%s\"\n", note.text.c_str());
+    note.UndoCurrentState();
+    printf("undo: \"%s\"; %d steps to redo\n", note.text.c_str(), note.GetNumRedoMementos());
+    note.RedoLastUndoneState();
+    printf("redo: \"%s\"\n", note.text.c_str());
+    note.Type("!");
+    printf("typing again ends the redo history: \"%s\", %d steps to redo\n", note.text.c_str(),
+           note.GetNumRedoMementos());
+}
+
 static void Failures() {
     Stop("Failures travel as exceptions");
     try {
@@ -201,8 +281,17 @@ static void Failures() {
     Stop("A worker hands its failure to the main thread");
     MSG msg;
     PeekMessageA(&msg, 0, 0, 0, PM_NOREMOVE);  // the main thread's message queue
-    std::thread worker([] { ExceptionThrower(1).SetAndThrow("the worker could not finish", 7); });
-    worker.join();
+    // A worker of the library's Thread class; its MainLoop fails, and the
+    // failure goes to the main thread's queue instead of up its own stack.
+    struct Worker : Thread {
+        Worker() : Thread("worker") {}
+        uint32_t MainLoop() override {
+            ExceptionThrower(1).SetAndThrow("the worker could not finish", 7);  // posts, then returns
+            return 1;
+        }
+    } worker;
+    worker.Run(&worker);
+    worker.WaitForEnd();
     if (PeekMessageA(&msg, 0, WM_EXCEPTION, WM_EXCEPTION, PM_REMOVE)) {
         Exception *e = reinterpret_cast<Exception *>(msg.lParam);
         printf("main thread received WM_EXCEPTION: \"%s\", code %u\n", e->message->c_str(), e->code);
@@ -217,6 +306,8 @@ int main() {
     PatternsAndChecksums();
     ListsAndSorting();
     FileNames();
+    Settings();
+    UndoAndRedo();
     Failures();
     fflush(stdout);  // the debug channel is standard error: keep the order
     SendDebugString("the tour ends here (this line went to the debug channel)");
