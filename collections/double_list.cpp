@@ -1,10 +1,11 @@
 // ListElement, DoubleList and the free AreEqual for lists.
 //
-// Every member that links an element goes through Link, and every member
-// that unlinks one through Detach, so the ends and the count are kept in two
-// places only.  Sort works on the `next` chain alone and renews the `prev`
-// links in one pass at the end.
+// The pointer work on the links is LinkedChain's, shared with
+// DoubleListOfPtr; what is here decides which elements move, which are
+// cloned and which are deleted.
 #include "collections/double_list.h"
+
+#include "collections/linked_chain.h"
 
 #include "tools/randomizer.h"
 
@@ -46,41 +47,31 @@ DoubleList &DoubleList::operator=(const DoubleList &other) {
 
 // ------------------------------------------------------------------ adding
 
-void DoubleList::Link(ListElement *e, ListElement *before, ListElement *after) {
-    e->prev = before;
-    e->next = after;
-    if (before)
-        before->next = e;
-    else
-        first = e;
-    if (after)
-        after->prev = e;
-    else
-        last = e;
-    ++count;
+LinkedChain<ListElement> DoubleList::Chain() {
+    return LinkedChain<ListElement>(first, last, count);
 }
 
 ListElement *DoubleList::Append(ListElement *e) {
-    Link(e, last, nullptr);
+    Chain().Link(e, last, nullptr);
     return e;
 }
 
 ListElement *DoubleList::Prepend(ListElement *e) {
-    Link(e, nullptr, first);
+    Chain().Link(e, nullptr, first);
     return e;
 }
 
 ListElement *DoubleList::InsertAfter(ListElement *e, ListElement *ref) {
     if (!ref)
         return Prepend(e);
-    Link(e, ref, ref->next);
+    Chain().Link(e, ref, ref->next);
     return e;
 }
 
 ListElement *DoubleList::InsertBefore(ListElement *e, ListElement *ref) {
     if (!ref)
         return Append(e);
-    Link(e, ref->prev, ref);
+    Chain().Link(e, ref->prev, ref);
     return e;
 }
 
@@ -118,22 +109,8 @@ void DoubleList::Add(const DoubleList &other, const void *context) {
 }
 
 void DoubleList::Absorb(DoubleList &other, ListElement *ref) {
-    if (other.count == 0 || &other == this)
-        return;
-    ListElement *before = ref ? ref->prev : last;
-    ListElement *after = ref;
-    other.first->prev = before;
-    other.last->next = after;
-    if (before)
-        before->next = other.first;
-    else
-        first = other.first;
-    if (after)
-        after->prev = other.last;
-    else
-        last = other.last;
-    count += other.count;
-    other.DetachAll();
+    if (&other != this)
+        Chain().Splice(other.Chain(), ref);
 }
 
 void DoubleList::AbsorbAndSort(DoubleList &other) {
@@ -148,61 +125,23 @@ void DoubleList::AbsorbAndSort(DoubleList &other) {
         other.DetachAll();
         return;
     }
-    // Both flagged sorted: merge, trusting the flags.  An element of this
-    // list goes ahead of an equal one of `other`.
-    ListElement *a = first;
-    ListElement *b = other.first;
-    while (b) {
-        if (!a) {
-            Absorb(other, nullptr);
-            return;
-        }
-        if (a->Compare(*b, compareMode) <= 0) {
-            a = a->next;
-        } else {
-            ListElement *next = b->next;
-            InsertBefore(other.Detach(b), a);
-            b = next;
-        }
-    }
+    // Both flagged sorted: merge, trusting the flags.
+    const int mode = compareMode;
+    Chain().Merge(other.Chain(), [mode](ListElement *a, ListElement *b) { return a->Compare(*b, mode) <= 0; });
 }
 
 void DoubleList::Split(DoubleList &other, const ListElement &at) {
     if (&other == this)
         return;
     other.Clear();
-    ListElement *head = const_cast<ListElement *>(&at);
-    ListElement *before = head->prev;
-    other.first = head;
-    other.last = last;
-    head->prev = nullptr;
-    if (before)
-        before->next = nullptr;
-    else
-        first = nullptr;
-    last = before;
-
-    int32_t kept = 0;
-    for (ListElement *e = first; e; e = e->next)
-        ++kept;
-    other.count = count - kept;
-    count = kept;
+    Chain().CutFrom(const_cast<ListElement *>(&at), other.Chain());
 }
 
 // ---------------------------------------------------------------- removing
 
 ListElement *DoubleList::Detach(ListElement *e) {
-    if (!e)
-        return nullptr;
-    if (e->prev)
-        e->prev->next = e->next;
-    else
-        first = e->next;
-    if (e->next)
-        e->next->prev = e->prev;
-    else
-        last = e->prev;
-    --count;
+    if (e)
+        Chain().Unlink(e);
     return e;
 }
 
@@ -212,8 +151,7 @@ void DoubleList::Delete(ListElement *e) {
 }
 
 void DoubleList::DetachAll() {
-    first = last = nullptr;
-    count = 0;
+    Chain().Forget();
 }
 
 void DoubleList::DeleteAll() {
@@ -321,59 +259,13 @@ ListElement *DoubleList::Replace(ListElement *old, ListElement *e) {
 }
 
 void DoubleList::Reverse() {
-    for (ListElement *e = first; e;) {
-        ListElement *next = e->next;
-        e->next = e->prev;
-        e->prev = next;
-        e = next;
-    }
-    ListElement *t = first;
-    first = last;
-    last = t;
-}
-
-// A top-down merge sort: the first half (n / 2 elements) and the rest are
-// sorted, then merged with an element of the first half going ahead of an
-// equal one of the second, which makes the sort stable.  Taking the halves
-// from a moving cursor spares the walk to the middle.
-ListElement *DoubleList::SortRun(ListElement **cursor, int32_t n, int mode) {
-    if (n == 1) {
-        ListElement *e = *cursor;
-        *cursor = e->next;
-        e->next = nullptr;
-        return e;
-    }
-    ListElement *a = SortRun(cursor, n / 2, mode);
-    ListElement *b = SortRun(cursor, n - n / 2, mode);
-    ListElement *head = nullptr;
-    ListElement **tail = &head;
-    while (a && b) {
-        if (a->Compare(*b, mode) <= 0) {
-            *tail = a;
-            tail = &a->next;
-            a = a->next;
-        } else {
-            *tail = b;
-            tail = &b->next;
-            b = b->next;
-        }
-    }
-    *tail = a ? a : b;
-    return head;
+    Chain().Reverse();
 }
 
 void DoubleList::Sort() {
     wasSorted = 1;
-    if (count < 2)
-        return;
-    ListElement *cursor = first;
-    first = SortRun(&cursor, count, compareMode);
-    ListElement *prev = nullptr;
-    for (ListElement *e = first; e; e = e->next) {
-        e->prev = prev;
-        prev = e;
-    }
-    last = prev;
+    const int mode = compareMode;
+    Chain().Sort([mode](ListElement *a, ListElement *b) { return a->Compare(*b, mode) <= 0; });
 }
 
 void DoubleList::Shuffle(int seed) {

@@ -35,6 +35,8 @@
 #include "frame/api.h"
 
 class DoubleList;
+template <class Node>
+class LinkedChain;
 
 class CVZ_API ListElement : public CollectionElement {
 public:
@@ -54,6 +56,7 @@ public:
 
 private:
     friend class DoubleList;
+    friend class LinkedChain<ListElement>;
     ListElement *next;  // following element, null at the end
     ListElement *prev;  // preceding element, null at the start
 };
@@ -183,13 +186,9 @@ protected:
     ListElement *last;
 
 private:
-    // Links `e` between `before` and `after`, either of which may be null,
-    // and counts it.
-    void Link(ListElement *e, ListElement *before, ListElement *after);
-    // Sorts the `n` elements that start at `*cursor`, following `next`
-    // only, and leaves `*cursor` at the element behind them.  Returns the
-    // head of the sorted run, which ends in a null `next`.
-    static ListElement *SortRun(ListElement **cursor, int32_t n, int mode);
+    // The list's ends and count, for the link work it shares with
+    // DoubleListOfPtr.
+    LinkedChain<ListElement> Chain();
 };
 
 // 1 when `a` and `b` are the same list, or hold as many elements that pair

@@ -1,11 +1,11 @@
 // CollectionOfPtr, DoubleListOfPtr and the free AreEqual for pointer lists.
 //
-// Every member that links a node goes through Link and every member that
-// unlinks one through DetachNode, so the ends and the count are kept in two
-// places only.  Nodes are allocated in LinkNew and freed where a pointer
-// leaves the list; moving a node between places or lists never reallocates
-// it.
+// The pointer work on the links is LinkedChain's, shared with DoubleList.
+// Nodes are allocated in LinkNew and freed where a pointer leaves the list;
+// moving a node between places or lists never reallocates it.
 #include "collections/double_list_of_ptr.h"
+
+#include "collections/linked_chain.h"
 
 #include "tools/randomizer.h"
 
@@ -61,24 +61,14 @@ DoubleListOfPtr &DoubleListOfPtr::operator=(const DoubleListOfPtr &other) {
 
 // ------------------------------------------------------------------ adding
 
-void DoubleListOfPtr::Link(ListNode *node, ListNode *before, ListNode *after) {
-    node->prev = before;
-    node->next = after;
-    if (before)
-        before->next = node;
-    else
-        first = node;
-    if (after)
-        after->prev = node;
-    else
-        last = node;
-    ++count;
+LinkedChain<ListNode> DoubleListOfPtr::Chain() {
+    return LinkedChain<ListNode>(first, last, count);
 }
 
 void *DoubleListOfPtr::LinkNew(void *p, ListNode *before, ListNode *after) {
     ListNode *node = new ListNode;
     node->data = p;
-    Link(node, before, after);
+    Chain().Link(node, before, after);
     return p;
 }
 
@@ -147,20 +137,7 @@ void DoubleListOfPtr::Absorb(DoubleListOfPtr &other, const void *ref) {
     ListNode *after = nullptr;
     if (ref && !(after = FindNode(ref)))
         return;
-    ListNode *before = after ? after->prev : last;
-    other.first->prev = before;
-    other.last->next = after;
-    if (before)
-        before->next = other.first;
-    else
-        first = other.first;
-    if (after)
-        after->prev = other.last;
-    else
-        last = other.last;
-    count += other.count;
-    other.first = other.last = nullptr;
-    other.count = 0;
+    Chain().Splice(other.Chain(), after);
 }
 
 void DoubleListOfPtr::AbsorbAndSort(DoubleListOfPtr &other) {
@@ -170,66 +147,29 @@ void DoubleListOfPtr::AbsorbAndSort(DoubleListOfPtr &other) {
         for (ListNode *node = other.first; node;) {
             ListNode *next = node->next;
             ListNode *place = FindSortedPlace(node->data);
-            Link(node, place ? place->prev : last, place);
+            Chain().Link(node, place ? place->prev : last, place);
             node = next;
         }
-        other.first = other.last = nullptr;
-        other.count = 0;
+        other.Chain().Forget();
         return;
     }
-    // Both flagged sorted: merge, trusting the flags.  An element of this
-    // list goes ahead of an equal one of `other`.
-    ListNode *a = first;
-    ListNode *b = other.first;
-    while (b) {
-        if (!a) {
-            Absorb(other, nullptr);
-            return;
-        }
-        if (comparer(a->data, b->data) <= 0) {
-            a = a->next;
-        } else {
-            ListNode *next = b->next;
-            other.DetachNode(b);
-            Link(b, a->prev, a);
-            b = next;
-        }
-    }
+    // Both flagged sorted: merge, trusting the flags.  The nodes of `other`
+    // move over as they are.
+    const Comparer compare = comparer;
+    Chain().Merge(other.Chain(), [compare](ListNode *a, ListNode *b) { return compare(a->data, b->data) <= 0; });
 }
 
 void DoubleListOfPtr::Split(DoubleListOfPtr &other, ListNode &at) {
     if (&other == this)
         return;
     other.Clear();
-    ListNode *before = at.prev;
-    other.first = &at;
-    other.last = last;
-    at.prev = nullptr;
-    if (before)
-        before->next = nullptr;
-    else
-        first = nullptr;
-    last = before;
-
-    int32_t kept = 0;
-    for (ListNode *node = first; node; node = node->next)
-        ++kept;
-    other.count = count - kept;
-    count = kept;
+    Chain().CutFrom(&at, other.Chain());
 }
 
 // ---------------------------------------------------------------- removing
 
 void DoubleListOfPtr::DetachNode(ListNode *node) {
-    if (node->prev)
-        node->prev->next = node->next;
-    else
-        first = node->next;
-    if (node->next)
-        node->next->prev = node->prev;
-    else
-        last = node->prev;
-    --count;
+    Chain().Unlink(node);
 }
 
 void *DoubleListOfPtr::Detach(void *p) {
@@ -254,8 +194,7 @@ void DoubleListOfPtr::DetachAll() {
         delete node;
         node = next;
     }
-    first = last = nullptr;
-    count = 0;
+    Chain().Forget();
 }
 
 // Each node leaves the list before its object is deleted, so a deleter
@@ -345,9 +284,9 @@ void DoubleListOfPtr::Rotate(void *a, void *b) {
         return;
     DetachNode(na);
     if (aFirst)
-        Link(na, nb, nb->next);
+        Chain().Link(na, nb, nb->next);
     else
-        Link(na, nb->prev, nb);
+        Chain().Link(na, nb->prev, nb);
 }
 
 void *DoubleListOfPtr::Replace(void *old, void *p) {
@@ -363,58 +302,13 @@ void *DoubleListOfPtr::Replace(void *old, void *p) {
 }
 
 void DoubleListOfPtr::Reverse() {
-    for (ListNode *node = first; node;) {
-        ListNode *next = node->next;
-        node->next = node->prev;
-        node->prev = next;
-        node = next;
-    }
-    ListNode *t = first;
-    first = last;
-    last = t;
-}
-
-// The merge sort of DoubleList on nodes: the first n / 2 nodes and the rest
-// are sorted, then merged with a node of the first half going ahead of an
-// equal one of the second, which makes the sort stable.
-ListNode *DoubleListOfPtr::SortRun(ListNode **cursor, int32_t n, Comparer compare) {
-    if (n == 1) {
-        ListNode *node = *cursor;
-        *cursor = node->next;
-        node->next = nullptr;
-        return node;
-    }
-    ListNode *a = SortRun(cursor, n / 2, compare);
-    ListNode *b = SortRun(cursor, n - n / 2, compare);
-    ListNode *head = nullptr;
-    ListNode **tail = &head;
-    while (a && b) {
-        if (compare(a->data, b->data) <= 0) {
-            *tail = a;
-            tail = &a->next;
-            a = a->next;
-        } else {
-            *tail = b;
-            tail = &b->next;
-            b = b->next;
-        }
-    }
-    *tail = a ? a : b;
-    return head;
+    Chain().Reverse();
 }
 
 void DoubleListOfPtr::Sort() {
     wasSorted = 1;
-    if (count < 2)
-        return;
-    ListNode *cursor = first;
-    first = SortRun(&cursor, count, comparer);
-    ListNode *prev = nullptr;
-    for (ListNode *node = first; node; node = node->next) {
-        node->prev = prev;
-        prev = node;
-    }
-    last = prev;
+    const Comparer compare = comparer;
+    Chain().Sort([compare](ListNode *a, ListNode *b) { return compare(a->data, b->data) <= 0; });
 }
 
 // Nodes stay in place and only their pointers move, so the cursor walks

@@ -77,6 +77,9 @@ protected:
 };
 
 // One link of a DoubleListOfPtr, owned by the list.
+template <class Node>
+class LinkedChain;
+
 struct ListNode {
     ListNode *next;  // null at the end
     ListNode *prev;  // null at the start
@@ -223,15 +226,13 @@ private:
     // Links a new node for `p` between `before` and `after`, either of
     // which may be null.
     void *LinkNew(void *p, ListNode *before, ListNode *after);
-    // Links `node` between `before` and `after` and counts it.
-    void Link(ListNode *node, ListNode *before, ListNode *after);
     // Unlinks `node` and lowers the count; the node is not freed.
     void DetachNode(ListNode *node);
     // The first node for which comparer(p, node's pointer) is below 0.
     ListNode *FindSortedPlace(const void *p) const;
-    // Sorts the `n` nodes from `*cursor` on, along `next` only; see
+    // The list's ends and count, for the link work it shares with
     // DoubleList.
-    static ListNode *SortRun(ListNode **cursor, int32_t n, Comparer compare);
+    LinkedChain<ListNode> Chain();
 };
 
 // 1 when `a` and `b` are the same list, or hold as many elements that pair
