@@ -222,34 +222,31 @@ CollectionElement *ArrayBase::Found(int pos, int *index) const {
 // at once.  When none is equal, `low` ends at the first element greater than
 // the key and `high` at the last smaller one.
 
-CollectionElement *ArrayBase::BinaryFindEqual(const CollectionElement &key, int *index) const {
-    int32_t low = 0, high = count - 1;
+int32_t ArrayBase::Halve(const CollectionElement &key, int32_t &low, int32_t &high) const {
+    low = 0;
+    high = count - 1;
     while (low <= high) {
         const int32_t mid = (low + high) >> 1;
         const int32_t order = key.Compare(*GetCell(mid), compareMode);
         if (order == 0)
-            return Found(mid, index);
+            return mid;
         if (order < 0)
             high = mid - 1;
         else
             low = mid + 1;
     }
-    return Found(-1, index);
+    return -1;
+}
+
+CollectionElement *ArrayBase::BinaryFindEqual(const CollectionElement &key, int *index) const {
+    int32_t low, high;
+    return Found(Halve(key, low, high), index);
 }
 
 CollectionElement *ArrayBase::BinaryFindEqualOrGreater(const CollectionElement &key, int *index) const {
-    int32_t low = 0, high = count - 1;
-    while (low <= high) {
-        const int32_t mid = (low + high) >> 1;
-        const int32_t order = key.Compare(*GetCell(mid), compareMode);
-        if (order == 0)
-            return Found(mid, index);
-        if (order < 0)
-            high = mid - 1;
-        else
-            low = mid + 1;
-    }
-    return Found(low < count ? low : -1, index);
+    int32_t low, high;
+    const int32_t equal = Halve(key, low, high);
+    return Found(equal >= 0 ? equal : low < count ? low : -1, index);
 }
 
 CollectionElement *ArrayBase::BinaryFindClosestGreater(const CollectionElement &key, int *index) const {
@@ -267,18 +264,9 @@ CollectionElement *ArrayBase::BinaryFindClosestGreater(const CollectionElement &
 }
 
 CollectionElement *ArrayBase::BinaryFindEqualOrSmaller(const CollectionElement &key, int *index) const {
-    int32_t low = 0, high = count - 1;
-    while (low <= high) {
-        const int32_t mid = (low + high) >> 1;
-        const int32_t order = key.Compare(*GetCell(mid), compareMode);
-        if (order == 0)
-            return Found(mid, index);
-        if (order < 0)
-            high = mid - 1;
-        else
-            low = mid + 1;
-    }
-    return Found(high, index);
+    int32_t low, high;
+    const int32_t equal = Halve(key, low, high);
+    return Found(equal >= 0 ? equal : high, index);
 }
 
 CollectionElement *ArrayBase::BinaryFindClosestSmaller(const CollectionElement &key, int *index) const {

@@ -218,6 +218,10 @@ private:
     void QuickSort(CollectionElement **left, CollectionElement **right);
     // The element at `pos`, also stored in `index`; -1 gives null.
     CollectionElement *Found(int pos, int *index) const;
+    // The halving of the binary searches, with `key` as the receiver: the
+    // index of the first equal element it hits, or -1 with `low` on the
+    // first element greater than the key and `high` on the last smaller one.
+    int32_t Halve(const CollectionElement &key, int32_t &low, int32_t &high) const;
 
     int32_t compareMode;  // handed to every Compare call
 };
