@@ -3,9 +3,8 @@
 // against String::GetCurrentPath, so the tests hold wherever they run.
 #include <gtest/gtest.h>
 
-#include <stdio.h>
-
 #include <algorithm>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -17,18 +16,26 @@ std::string S(const SubString &s) {
     return String(s).c_str();
 }
 
-TEST(PathParts, PathTitleAndExtension) {
+TEST(PathParts, PathTitleExtensionDriveValidityAndPathBelow) {
     struct Case {
         const char *name, *path, *title, *bareTitle, *extension, *dottedExtension;
+        int driveIndex, valid;
+        const char *top, *below;
     } const cases[] = {
-        {"C:\\dir\\a.txt", "C:\\dir", "a.txt", "a", "txt", ".txt"},
-        {"C:\\a.b\\c", "C:\\a.b", "c", "c", "", ""},
-        {"C:\\dir\\", "C:\\dir", "", "", "", ""},
-        {"a.tar.gz", "a.tar.gz", "a.tar.gz", "a.tar", "gz", ".gz"},
-        {"\\a", "", "a", "a", "", ""},
-        {".cfg", ".cfg", ".cfg", "", "cfg", ".cfg"},
-        {"", "", "", "", "", ""},
-        {"C:/x\\y.", "C:/x", "y.", "y", "", "."},  // '/' divides nothing here
+        {"c:\\dir\\a.txt", "c:\\dir", "a.txt", "a", "txt", ".txt", 2, 1, "c:", "dir\\a.txt"},
+        {"Z:\\a.b\\c", "Z:\\a.b", "c", "c", "", "", 25, 1, "Z:", "a.b\\c"},
+        {"C:\\dir\\", "C:\\dir", "", "", "", "", 2, 0, "C:", "dir"},
+        {"a.tar.gz", "a.tar.gz", "a.tar.gz", "a.tar", "gz", ".gz", -1, 0, "a.tar.gz", ""},
+        {"\\a", "", "a", "a", "", "", -1, 0, "a", ""},
+        {".cfg", ".cfg", ".cfg", "", "cfg", ".cfg", -1, 0, ".cfg", ""},
+        {"", "", "", "", "", "", -1, 0, "", ""},
+        {"C:/x\\y.", "C:/x", "y.", "y", "", ".", 2, 1, "C:/x", "y."},  // '/' divides nothing here
+        {"C:a", "C:a", "C:a", "C:a", "", "", 2, 0, "C:a", ""},
+        {"1:\\x", "1:", "x", "x", "", "", -1, 0, "1:", "x"},
+        {"C:\\<>|", "C:", "<>|", "<>|", "", "", 2, 1, "C:", "<>|"},  // characters are not checked
+        {"\\a\\b\\c\\", "\\a\\b\\c", "", "", "", "", -1, 0, "a", "b\\c"},
+        {"\\\\", "\\", "", "", "", "", -1, 0, "", ""},
+        {"C:\\\\x", "C:\\", "x", "x", "", "", 2, 1, "C:", "\\x"},
     };
     for (const Case &c : cases) {
         const String name(c.name);
@@ -37,71 +44,39 @@ TEST(PathParts, PathTitleAndExtension) {
         EXPECT_EQ(S(name.GetTitle(0)), c.bareTitle) << c.name;
         EXPECT_EQ(S(name.GetExtension(0)), c.extension) << c.name;
         EXPECT_EQ(S(name.GetExtension(1)), c.dottedExtension) << c.name;
-    }
-}
-
-TEST(PathParts, DrivesAndValidity) {
-    struct Case {
-        const char *name;
-        int driveIndex, valid;
-    } const cases[] = {
-        {"c:\\x", 2, 1}, {"Z:\\a\\b", 25, 1}, {"C:\\", 2, 0},  {"C:a", 2, 0},      {"1:\\x", -1, 0},
-        {"C", -1, 0},    {"", -1, 0},         {"\\a:", -1, 0}, {"C:\\<>|", 2, 1},
-    };
-    for (const Case &c : cases) {
-        const String name(c.name);
         int index = 99;
         EXPECT_EQ(S(name.GetDrive(&index)), c.driveIndex < 0 ? "" : std::string(1, char('A' + c.driveIndex)));
         EXPECT_EQ(index, c.driveIndex) << c.name;
-        EXPECT_EQ(name.GetDriveIndex(), c.driveIndex) << c.name;
-        EXPECT_EQ(name.ContainsDrive(), c.driveIndex >= 0) << c.name;
         EXPECT_EQ(name.IsValidFileName(), c.valid) << c.name;
+        String top("stale");
+        EXPECT_EQ(S(name.GetPathBelow(&top)), c.below) << c.name;
+        EXPECT_STREQ(top, c.top) << c.name;
     }
 }
 
-TEST(PathChanges, SetDriveExtensionAndVolume) {
+TEST(PathChanges, SetPartsAndMakeFullNames) {
     EXPECT_STREQ(String("C:\\a").SetDrive("D"), "D:\\a");
     EXPECT_STREQ(String("a").SetDrive("D"), "D:\\a");
     EXPECT_STREQ(String("\\a").SetDrive(3), "D:\\a");
     EXPECT_STREQ(String("C:a").SetDrive(25), "Z:\\a");
     EXPECT_STREQ(String("a.txt").SetExtension(""), "a");
     EXPECT_STREQ(String("C:\\a.b\\c").SetExtension("x"), "C:\\a.b\\c.x");
-    EXPECT_STREQ(String("C:\\a.b\\c.old").SetExtension("new"), "C:\\a.b\\c.new");
     EXPECT_STREQ(String("C:\\dir\\x").PrependVolumeName("\\\\server\\share"), "\\\\server\\share\\dir\\x");
     const String original("C:\\a.txt");
     String(original).SetExtension("bak");
     EXPECT_STREQ(original, "C:\\a.txt") << "a shared body must be copied before the change";
-}
 
-TEST(PathChanges, FullNamesTakeTheCurrentDriveOrDirectory) {
+    // Full names take the current drive or directory.
     for (const char *dir : {"C:\\d", "C:\\d\\"})
         for (const char *title : {"f.txt", "\\f.txt"})
             EXPECT_STREQ(String(dir).AppendTitleAndMakeFullFileName(title), "C:\\d\\f.txt") << dir << " + " << title;
-    EXPECT_STREQ(FileName("C:\\d", "f.txt"), "C:\\d\\f.txt");
 
     const std::string current = S(String::GetCurrentPath()), drive = current.substr(0, 2);
-    ASSERT_GE(current.size(), 3u);
     EXPECT_EQ(S(String::GetCurrentDrive()) + ":", drive);
     EXPECT_EQ(std::string(String("d").AppendTitleAndMakeFullFileName("f")), drive + "\\d\\f");
     EXPECT_STREQ(String("C:x").EnsureFullFileName(), "C:x");
     EXPECT_EQ(std::string(String("a\\b").EnsureFullFileName()), drive + "\\a\\b");
     EXPECT_EQ(std::string(String("b").EnsureFullFileName()), current + "\\b");
-}
-
-TEST(PathWalk, GetPathBelowTakesOffTheTopPart) {
-    struct Case {
-        const char *name, *top, *below;
-    } const cases[] = {
-        {"\\a\\b\\c\\", "a", "b\\c"}, {"a", "a", ""}, {"", "", ""}, {"\\\\", "", ""}, {"C:\\\\x", "C:", "\\x"},
-    };
-    for (const Case &c : cases) {
-        const String name(c.name);
-        String top("stale");
-        EXPECT_EQ(S(name.GetPathBelow(&top)), c.below) << c.name;
-        EXPECT_STREQ(top, c.top) << c.name;
-        EXPECT_EQ(S(name.GetPathBelow(nullptr)), c.below) << c.name;
-        EXPECT_STREQ(name, c.name) << "the name itself stays";
-    }
 }
 
 TEST(PathSummary, ShortensStepByStep) {
@@ -110,15 +85,12 @@ TEST(PathSummary, ShortensStepByStep) {
         uint32_t maxLength;
         const char *summary;
     } const cases[] = {
-        {0, "C:\\one\\two\\...\\file.txt"},    {100, "C:\\one\\two\\three\\file.txt"},
-        {25, "C:\\one\\two\\three\\file.txt"}, {24, "C:\\one\\two\\...\\file.txt"},
-        {22, "C:\\...\\file.txt"},             {14, "...\\file.txt"},
-        {10, "...\\fil..."},                   {3, "..."},
-        {2, ".."},
+        {0, "C:\\one\\two\\...\\file.txt"}, {25, "C:\\one\\two\\three\\file.txt"},
+        {24, "C:\\one\\two\\...\\file.txt"}, {22, "C:\\...\\file.txt"}, {14, "...\\file.txt"},
+        {10, "...\\fil..."}, {3, "..."}, {2, ".."},
     };
     for (const Case &c : cases)
         EXPECT_EQ(S(name.GetSummary(c.maxLength)), c.summary) << c.maxLength;
-    EXPECT_EQ(S(String("C:\\file.txt").GetSummary(5)), ".....");
     EXPECT_EQ(S(String("C:\\file.txt").GetSummary(0)), "C:\\file.txt") << "nothing above the file's directory";
     EXPECT_EQ(S(String("\\one\\two\\file.txt").GetSummary(5)), "") << "no drive";
 }
@@ -128,7 +100,6 @@ TEST(RelativeNames, BothWays) {
         const char *from, *to, *relative;
     } const cases[] = {
         {"C:\\a\\b", "C:\\a\\c\\f.txt", "..\\c\\f.txt"},
-        {"C:\\a\\b", "C:\\a\\b\\f.txt", "f.txt"},
         {"C:\\A", "c:\\a\\f.txt", "f.txt"},
         {"C:\\a\\b\\c", "C:\\x.txt", "..\\..\\..\\x.txt"},
         {"C:\\a", "C:\\a", "..\\a"},  // the title never matches a directory
@@ -145,13 +116,7 @@ TEST(RelativeNames, BothWays) {
     EXPECT_EQ(S(String::GetAbsoluteFileName("C:\\a", "..\\..\\..\\f")), "C:\\f") << "stops at the drive";
 }
 
-TEST(FileNameElement, ComparesWithoutCaseInEveryMode) {
-    const FileName lower("c:\\dir\\readme.txt"), upper("C:\\DIR\\README.TXT"), other("c:\\dir\\z");
-    for (int mode : {0, 1, 2}) {
-        EXPECT_EQ(lower.Compare(upper, mode), 0) << mode;
-        EXPECT_LT(lower.Compare(other, mode), 0) << mode;
-        EXPECT_GT(other.Compare(upper, mode), 0) << mode;
-    }
+TEST(FileNameElement, OrdersWithoutCaseClonesShareAndAssignmentKeepsTheLinks) {
     List<FileName> names;
     for (const char *name : {"b.txt", "A.txt", "B2.txt", "a1.txt"})
         names.Append(new FileName(name));
@@ -160,21 +125,16 @@ TEST(FileNameElement, ComparesWithoutCaseInEveryMode) {
     for (const FileName *name = names.GetFirst(); name; name = names.GetNext(name))
         order += std::string(*name) + " ";
     EXPECT_EQ(order, "A.txt a1.txt b.txt B2.txt ");
-}
 
-TEST(FileNameElement, ClonesShareAndAssignmentKeepsTheLinks) {
-    List<FileName> names;
-    FileName *first = names.Append(new FileName("C:\\one"));
-    FileName *second = names.Append(new FileName("C:\\two"));
+    FileName *first = names.GetFirst(), *second = names.GetNext(first);
+    for (int mode : {0, 1, 2})
+        EXPECT_EQ(first->Compare(FileName("a.TXT"), mode), 0) << "no mode compares by case";
     std::unique_ptr<FileName> clone(static_cast<FileName *>(first->CreateClone(nullptr)));
-    ASSERT_NE(clone, nullptr);
     EXPECT_EQ(clone->c_str(), first->c_str()) << "the clone shares the text";
     *first = *second;
     *first = String("C:\\three");
-    EXPECT_STREQ(*first, "C:\\three");
-    EXPECT_STREQ(*clone, "C:\\one");
+    EXPECT_STREQ(*clone, "A.txt");
     EXPECT_EQ(names.GetNext(first), second) << "assignment must leave the links alone";
-    EXPECT_EQ(names.GetPrev(second), first);
 }
 
 TEST(FileNameElement, ApplicationRelativeNamesAFileBesideTheProgram) {
@@ -188,10 +148,7 @@ TEST(FileNameElement, ApplicationRelativeNamesAFileBesideTheProgram) {
     name = name.substr(2);
     std::replace(name.begin(), name.end(), '\\', '/');
 #endif
-    FILE *program = fopen(name.c_str(), "rb");
-    EXPECT_NE(program, nullptr) << name;
-    if (program)
-        fclose(program);
+    EXPECT_TRUE(std::ifstream(name).is_open()) << name;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdint.h>
+#include <stdio.h>
 
 #include <string>
 
@@ -17,10 +18,6 @@ constexpr uint64_t kUnixEpoch = 116444736000000000ull;
 constexpr uint64_t kSecond = 10000000ull;
 constexpr uint64_t kDay = 86400 * kSecond;
 
-WORD DosDate(int year, int month, int day) {
-    return static_cast<WORD>(((year - 1980) << 9) | (month << 5) | day);
-}
-
 WORD DosTime(int hour, int minute, int second) {
     return static_cast<WORD>((hour << 11) | (minute << 5) | (second / 2));
 }
@@ -29,19 +26,16 @@ uint64_t Ticks(const FILETIME &t) {
     return (uint64_t(t.dwHighDateTime) << 32) | t.dwLowDateTime;
 }
 
-FILETIME FromTicks(uint64_t ticks) {
-    FILETIME t;
-    t.dwLowDateTime = static_cast<DWORD>(ticks);
-    t.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
-    return t;
-}
-
-SYSTEMTIME Date(int year, int month, int day) {
-    SYSTEMTIME t = {};
-    t.wYear = static_cast<WORD>(year);
-    t.wMonth = static_cast<WORD>(month);
-    t.wDay = static_cast<WORD>(day);
-    return t;
+// The fields of the SYSTEMTIME for `ticks`, as "y-m-d w h:m:s.ms".
+std::string Fields(uint64_t ticks) {
+    const FILETIME t = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    SYSTEMTIME s = {};
+    if (!FileTimeToSystemTime(&t, &s))
+        return "(failed " + std::to_string(GetLastError()) + ")";
+    char text[64];
+    snprintf(text, sizeof text, "%d-%d-%d %d %d:%d:%d.%d", s.wYear, s.wMonth, s.wDay, s.wDayOfWeek, s.wHour,
+             s.wMinute, s.wSecond, s.wMilliseconds);
+    return text;
 }
 
 // Windows reports a refused DOS date or time as ERROR_INVALID_PARAMETER;
@@ -85,9 +79,9 @@ TEST(Dates, EveryDateWordIsACalendarDayOrRefused) {
     EXPECT_EQ(46751, accepted);  // 1980 to 2107: 128 years, 31 of them leap (not 2100)
 }
 
-TEST(Dates, TimeWords) {
+TEST(Dates, TimeWordsAndSystemTimes) {
     FILETIME t;
-    const WORD date = DosDate(2000, 2, 29);
+    const WORD date = ((2000 - 1980) << 9) | (2 << 5) | 29;
     for (WORD time : {DosTime(24, 0, 0), DosTime(1, 60, 2), static_cast<WORD>(DosTime(10, 45, 0) | 30)}) {
         SetLastError(0);
         EXPECT_FALSE(DosDateTimeToFileTime(date, time, &t)) << time;
@@ -95,51 +89,20 @@ TEST(Dates, TimeWords) {
     }
     ASSERT_TRUE(DosDateTimeToFileTime(date, DosTime(23, 59, 58), &t));
     EXPECT_EQ(kUnixEpoch + (951782400ull + 86398) * kSecond, Ticks(t));
-}
 
-TEST(Dates, FileTimeToSystemTime) {
-    SYSTEMTIME s = {};
-    FILETIME t = FromTicks(0);
-    ASSERT_TRUE(FileTimeToSystemTime(&t, &s));
-    EXPECT_EQ(1601, s.wYear);
-    EXPECT_EQ(1, s.wMonth);
-    EXPECT_EQ(1, s.wDay);
-    EXPECT_EQ(1, s.wDayOfWeek);  // a Monday
-    t = FromTicks(kUnixEpoch + (951782400ull + 86398) * kSecond + 1234567);
-    ASSERT_TRUE(FileTimeToSystemTime(&t, &s));
-    EXPECT_EQ(2000, s.wYear);
-    EXPECT_EQ(2, s.wMonth);
-    EXPECT_EQ(29, s.wDay);
-    EXPECT_EQ(2, s.wDayOfWeek);  // a Tuesday
-    EXPECT_EQ(23, s.wHour);
-    EXPECT_EQ(59, s.wMinute);
-    EXPECT_EQ(58, s.wSecond);
-    EXPECT_EQ(123, s.wMilliseconds);
-    t = FromTicks(0x7FFFFFFFFFFFFFFFull);
-    ASSERT_TRUE(FileTimeToSystemTime(&t, &s));
-    EXPECT_EQ(30828, s.wYear);
-    EXPECT_EQ(9, s.wMonth);
-    EXPECT_EQ(14, s.wDay);
-    EXPECT_EQ(2, s.wHour);
-    EXPECT_EQ(48, s.wMinute);
-    EXPECT_EQ(5, s.wSecond);
-    EXPECT_EQ(477, s.wMilliseconds);
-    t = FromTicks(0x8000000000000000ull);
+    EXPECT_EQ("2000-2-29 2 23:59:58.123", Fields(Ticks(t) + 1234567));  // a Tuesday
+    EXPECT_EQ("1601-1-1 1 0:0:0.0", Fields(0));  // a Monday
+    EXPECT_EQ("30828-9-14 4 2:48:5.477", Fields(0x7FFFFFFFFFFFFFFFull));
     SetLastError(0);
-    EXPECT_FALSE(FileTimeToSystemTime(&t, &s));
-    EXPECT_EQ(DWORD{ERROR_INVALID_PARAMETER}, GetLastError());
+    EXPECT_EQ("(failed 87)", Fields(0x8000000000000000ull));
 }
 
-TEST(Dates, DatePictures) {
-    EXPECT_EQ("05/03/2024", Format(Date(2024, 3, 5), "dd/MM/yyyy"));
-    EXPECT_EQ("31/12/1980", Format(Date(1980, 12, 31), "dd/MM/yyyy"));
-    EXPECT_EQ("5.3.24", Format(Date(2024, 3, 5), "d.M.yy"));
-    EXPECT_EQ("2009-07-09", Format(Date(2009, 7, 9), "yyyy-MM-dd"));
-    EXPECT_EQ("(failed 87)", Format(Date(2024, 13, 5), "dd/MM/yyyy"));
-}
-
-TEST(Dates, DatePictureBufferSizes) {
-    const SYSTEMTIME date = Date(2024, 3, 5);
+TEST(Dates, DatePicturesAndBufferSizes) {
+    // SYSTEMTIME begins with the year, the month, the day of the week and the day.
+    const SYSTEMTIME date = {2024, 3, 0, 5, 0, 0, 0, 0};
+    EXPECT_EQ("5.3.24", Format(date, "d.M.yy"));
+    EXPECT_EQ("2009-07-09", Format({2009, 7, 0, 9, 0, 0, 0, 0}, "yyyy-MM-dd"));
+    EXPECT_EQ("(failed 87)", Format({2024, 13, 0, 5, 0, 0, 0, 0}, "dd/MM/yyyy"));
     EXPECT_EQ(11, GetDateFormatA(0, 0, &date, "dd/MM/yyyy", nullptr, 0));
     char buffer[11];
     EXPECT_EQ(11, GetDateFormatA(0, 0, &date, "dd/MM/yyyy", buffer, 11));

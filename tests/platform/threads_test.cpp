@@ -2,7 +2,8 @@
 // against the POSIX layer and against Win32.  A stop is seen as a counter that stands
 // still: the check reads it after a short pause, when a stop in flight has
 // landed, and then makes sure it stays put.  Under load that makes a check
-// weaker, never wrong.
+// weaker, never wrong.  How a running thread's suspensions nest is tested
+// through Thread, in the threads tests.
 #include "platform/win32.h"
 
 #include <gtest/gtest.h>
@@ -27,8 +28,7 @@ void Pause(int milliseconds) {
 
 HANDLE Start(unsigned(ENTRY *function)(void *), void *argument, unsigned flags = 0) {
     unsigned id = 0;
-    HANDLE thread =
-        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, function, argument, flags, &id));
+    HANDLE thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, function, argument, flags, &id));
     EXPECT_NE(thread, nullptr);
     EXPECT_NE(id, 0u);
     return thread;
@@ -69,18 +69,20 @@ bool Advances(const Counter &counter) {
     return counter.count != before;
 }
 
-TEST(Threads, CreatedSuspendedBeginsOnlyWhenResumed) {
+TEST(Threads, CreatedSuspendedBeginsOnlyWhenResumedAsOften) {
     Counter counter;
     HANDLE thread = Start(Count, &counter, CREATE_SUSPENDED);
+    EXPECT_EQ(SuspendThread(thread), 1u) << "the creation counts as one suspension";
+    EXPECT_EQ(ResumeThread(thread), 2u);
     Pause(50);
-    EXPECT_EQ(counter.count.load(), 0);
+    EXPECT_EQ(counter.count.load(), 0) << "still suspended once";
     EXPECT_EQ(ExitCode(thread), STILL_ACTIVE);
-    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
     EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_IDLE));
     EXPECT_FALSE(SetThreadPriority(thread, 3));
     EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_IDLE);
     EXPECT_EQ(ResumeThread(thread), 1u);
     EXPECT_TRUE(Advances(counter));
+    EXPECT_EQ(ResumeThread(thread), 0u) << "not suspended: nothing changes";
     counter.stop = true;
     EXPECT_EQ(WaitForSingleObject(thread, kLong), WAIT_OBJECT_0);
     EXPECT_EQ(ExitCode(thread), 7u);
@@ -89,114 +91,63 @@ TEST(Threads, CreatedSuspendedBeginsOnlyWhenResumed) {
     EXPECT_TRUE(CloseHandle(thread));
 }
 
-TEST(Threads, ASuspendedThreadStandsStillAndCountsNest) {
-    Counter counter;
-    HANDLE thread = Start(Count, &counter);
-    ASSERT_TRUE(Advances(counter));
-    EXPECT_EQ(SuspendThread(thread), 0u);
-    EXPECT_EQ(SuspendThread(thread), 1u);
-    EXPECT_TRUE(StandsStill(counter));
-    EXPECT_EQ(ResumeThread(thread), 2u);
-    EXPECT_TRUE(StandsStill(counter)) << "still suspended once";
-    EXPECT_EQ(ResumeThread(thread), 1u);
-    EXPECT_TRUE(Advances(counter));
-    EXPECT_EQ(ResumeThread(thread), 0u) << "not suspended: nothing changes";
-    counter.stop = true;
-    EXPECT_EQ(WaitForSingleObject(thread, kLong), WAIT_OBJECT_0);
-    CloseHandle(thread);
-}
-
-unsigned ENTRY SuspendSelf(void *argument) {
-    DWORD previous = SuspendThread(GetCurrentThread());
-    static_cast<std::atomic<bool> *>(argument)->store(true);
-    return previous + 40;
+unsigned ENTRY SuspendSelf(void *) {
+    return SuspendThread(GetCurrentThread()) + 40;
 }
 
 TEST(Threads, AThreadMaySuspendItself) {
-    std::atomic<bool> resumed{false};
-    HANDLE thread = Start(SuspendSelf, &resumed);
+    HANDLE thread = Start(SuspendSelf, nullptr);
     DWORD count = 0;
     auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLong);
     while ((count = ResumeThread(thread)) == 0 && std::chrono::steady_clock::now() < end)
         Pause(1);
     EXPECT_EQ(count, 1u);
     EXPECT_EQ(WaitForSingleObject(thread, kLong), WAIT_OBJECT_0);
-    EXPECT_TRUE(resumed);
     EXPECT_EQ(ExitCode(thread), 40u) << "SuspendThread returned the count before it";
     CloseHandle(thread);
 }
 
+unsigned ENTRY WaitForEvent(void *event) {
+    return WaitForSingleObject(static_cast<HANDLE>(event), INFINITE);
+}
+
 TEST(Threads, TerminateStopsTheThreadWithTheGivenExitCode) {
-    // Counters outlive the test: an ended thread's memory stays as it was.
+    // What the threads use outlives the test: an ended thread's memory stays
+    // as it was.
     static Counter running, suspended, notBegun;
-    HANDLE threads[] = {Start(Count, &running), Start(Count, &suspended),
-                        Start(Count, &notBegun, CREATE_SUSPENDED)};
+    HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    HANDLE threads[] = {Start(Count, &running), Start(Count, &suspended), Start(Count, &notBegun, CREATE_SUSPENDED),
+                        Start(WaitForEvent, event)};
     ASSERT_TRUE(Advances(running));
     ASSERT_TRUE(Advances(suspended));
     EXPECT_EQ(SuspendThread(threads[1]), 0u);
-    for (DWORD i = 0; i < 3; ++i)
+    EXPECT_TRUE(StandsStill(suspended));  // and the waiter has had time to block
+    for (DWORD i = 0; i < 4; ++i)
         EXPECT_TRUE(TerminateThread(threads[i], 100 + i));
-    for (DWORD i = 0; i < 3; ++i) {
+    for (DWORD i = 0; i < 4; ++i) {
         EXPECT_EQ(WaitForSingleObject(threads[i], kLong), WAIT_OBJECT_0);
         EXPECT_EQ(ExitCode(threads[i]), 100 + i);
+        CloseHandle(threads[i]);
     }
     EXPECT_TRUE(StandsStill(running));
     EXPECT_TRUE(StandsStill(suspended));
     EXPECT_EQ(notBegun.count.load(), 0) << "its function never began";
-    for (HANDLE thread : threads)
-        CloseHandle(thread);
-}
-
-struct Waiting {
-    HANDLE event;
-    std::atomic<bool> returned{false};
-};
-
-unsigned ENTRY WaitForEvent(void *argument) {
-    auto *waiting = static_cast<Waiting *>(argument);
-    WaitForSingleObject(waiting->event, INFINITE);
-    waiting->returned = true;
-    return 0;
-}
-
-TEST(Threads, TerminateEndsAWaitingThreadWithoutTakingTheSignal) {
-    static Waiting waiting;
-    waiting.event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    HANDLE thread = Start(WaitForEvent, &waiting);
-    Pause(50);  // time to block
-    EXPECT_TRUE(TerminateThread(thread, 3));
-    EXPECT_EQ(WaitForSingleObject(thread, kLong), WAIT_OBJECT_0);
-    EXPECT_EQ(ExitCode(thread), 3u);
-    SetEvent(waiting.event);
-    EXPECT_EQ(WaitForSingleObject(waiting.event, 0), WAIT_OBJECT_0)
-        << "the ended waiter took nothing";
-    EXPECT_FALSE(waiting.returned);
-    CloseHandle(thread);
-    CloseHandle(waiting.event);
+    SetEvent(event);
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0) << "the ended waiter took nothing";
+    CloseHandle(event);
 }
 
 TEST(Threads, ThePseudoHandleNamesTheCallingThread) {
-    std::atomic<HANDLE> shared{nullptr};
-    std::atomic<bool> release{false};
-    std::thread other([&] {
-        HANDLE duplicate = nullptr;
-        EXPECT_TRUE(DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(),
-                                    &duplicate, 0, FALSE, DUPLICATE_SAME_ACCESS));
-        shared = duplicate;
-        EXPECT_EQ(GetThreadPriority(GetCurrentThread()), THREAD_PRIORITY_NORMAL);
+    HANDLE own = nullptr;
+    std::thread other([&own] {
+        EXPECT_TRUE(DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &own, 0, FALSE,
+                                    DUPLICATE_SAME_ACCESS));
         EXPECT_TRUE(CloseHandle(GetCurrentThread())) << "closing it does nothing";
-        while (!release)
-            Pause(1);
+        EXPECT_EQ(WaitForSingleObject(own, 0), WAIT_TIMEOUT);
     });
-    while (shared == nullptr)
-        Pause(1);
-    HANDLE own = shared;
-    EXPECT_EQ(WaitForSingleObject(own, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(ExitCode(own), STILL_ACTIVE);
-    EXPECT_EQ(WaitForSingleObject(GetCurrentThread(), 0), WAIT_TIMEOUT);
-    release = true;
     other.join();
-    EXPECT_EQ(WaitForSingleObject(own, kLong), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(GetCurrentThread(), 0), WAIT_TIMEOUT);
+    EXPECT_EQ(WaitForSingleObject(own, kLong), WAIT_OBJECT_0) << "the duplicate names the other thread";
     CloseHandle(own);
 }
 
