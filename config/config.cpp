@@ -144,16 +144,7 @@ int32_t ConfigKey::Compare(const CollectionElement &element, int compareMode) co
 
 // ----------------------------------------------------------- construction
 
-Config::Config(const char *name, Mode mode)
-    : onKeyCopy(nullptr),
-      onKeyDelete(nullptr),
-      mode(mode),
-      root(*this, String(name ? name : ""), nullptr, 1),
-      current(&root),
-      depth(0),
-      autoCreate(1),
-      autoSave(0),
-      wrongFileTime(1) {}
+Config::Config(const char *name, Mode mode) : Config(name, FileName(), 0, mode) {}
 
 Config::Config(const char *name, const FileName &file, int autoSave, Mode mode)
     : onKeyCopy(nullptr),

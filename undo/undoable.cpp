@@ -199,27 +199,24 @@ String AUndoable::GetPendingActionName(const List<AUndoMemento> &list) const {
     return first ? first->actionName : String();
 }
 
-uint32_t AUndoable::GetNumInvolvedUndoFiles() const {
+// The sum of one cost over the mementos of `list`.
+static uint32_t SumOf(const List<AUndoMemento> &list, uint32_t (AUndoMemento::*cost)() const) {
     uint32_t sum = 0;
-    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
-        sum += e->GetNumInvolvedFiles();
+    for (AUndoMemento *e = list.GetFirst(); e; e = list.GetNext(e))
+        sum += (e->*cost)();
     return sum;
+}
+
+uint32_t AUndoable::GetNumInvolvedUndoFiles() const {
+    return SumOf(undoList, &AUndoMemento::GetNumInvolvedFiles);
 }
 
 uint32_t AUndoable::GetInvolvedUndoMemory() const {
-    uint32_t sum = 0;
-    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
-        sum += e->GetInvolvedMemory();
-    for (AUndoMemento *e = redoList.GetFirst(); e; e = redoList.GetNext(e))
-        sum += e->GetInvolvedMemory();
-    return sum;
+    return SumOf(undoList, &AUndoMemento::GetInvolvedMemory) + SumOf(redoList, &AUndoMemento::GetInvolvedMemory);
 }
 
 uint32_t AUndoable::GetInvolvedUndoDiskSpace() const {
-    uint32_t sum = 0;
-    for (AUndoMemento *e = undoList.GetFirst(); e; e = undoList.GetNext(e))
-        sum += e->GetInvolvedDiskSpace();
-    return sum;
+    return SumOf(undoList, &AUndoMemento::GetInvolvedDiskSpace);
 }
 
 int32_t AUndoable::HasMajorModification() const {

@@ -2,141 +2,104 @@
 
 #include <gtest/gtest.h>
 
-#include <string.h>
-
 #include <string>
 #include <vector>
 
-namespace {
-
-// The keys below `group` in list order: value keys as name=value (bare
-// names when empty), groups as name{...}.
+// Helpers of all the config test files.  Dump gives a group's name and its
+// keys in list order: values as name=value (bare names when empty), groups
+// as name{...}; each key must point at its group.
 std::string Dump(const ConfigKey *group) {
-    std::string s;
+    std::string s = std::string(group->name.c_str()) + "{";
     for (const ConfigKey *k = static_cast<ConfigKey *>(group->children->GetFirst()); k; k = k->GetNext()) {
-        if (!s.empty())
+        if (k->GetPrev())
             s += ',';
-        s += k->name.c_str();
         if (k->IsGroup())
-            s += "{" + Dump(k) + "}";
-        else if (!k->value.IsEmpty())
-            s += std::string("=") + k->value.c_str();
+            s += Dump(k);
+        else
+            s += k->name.c_str() + (k->value.IsEmpty() ? "" : "=" + std::string(k->value.c_str()));
         EXPECT_EQ(k->parent, group);
     }
+    return s + "}";
+}
+
+// Join gives a list of strings with commas between.
+std::string Join(const List<StringItem<ListElement>> &list) {
+    std::string s;
+    for (const StringItem<ListElement> *item = list.GetFirst(); item; item = list.GetNext(item))
+        s += std::string(item == list.GetFirst() ? "" : ",") + item->c_str();
     return s;
 }
 
-std::string Dump(const Config &c) { return Dump(c.GetRoot()); }
+namespace {
 
-TEST(ConfigTree, MoveDownFindsOrCreatesByTheFlags) {
-    Config c("Root");
-    ConfigKey *a = c.MoveDown("Alpha");
-    EXPECT_EQ(a->parent, c.GetRoot());
-    c.MoveUp();
-    EXPECT_EQ(c.MoveDown("ALPHA"), a);  // found without regard to case
-    EXPECT_STREQ(a->name.c_str(), "Alpha");
-    c.MoveToRoot();
-    c.SetAutoCreate(0);
-    EXPECT_EQ(c.MoveDown("Missing"), c.GetRoot());
+TEST(ConfigTree, MovingFindsOrCreatesByTheFlags) {
+    Config c("Root"), multi("R", Config::MultipleGroups);
+    for (Config *x : {&c, &multi}) {
+        x->MoveDown("Alpha");
+        x->MoveUp();
+        x->MoveDown("ALPHA");
+        x->MoveUp();
+        x->SetAutoCreate(0);
+    }
+    EXPECT_EQ(Dump(multi.GetRoot()), "R{Alpha{},ALPHA{}}");
+    EXPECT_EQ(multi.MoveDown("Alpha"), multi.GetRoot());  // never looks for a group
     EXPECT_EQ(c.MoveUp(), c.GetRoot());  // the root has no parent to go to
-    EXPECT_STREQ(c.MoveDownUniqueKey(nullptr)->name.c_str(), "Root");  // nothing made
+    // With autoCreate off a missing component of a path is passed over.
+    EXPECT_EQ(c.MoveAbsolute("\\x\\alpha"), c.GetRoot()->children->GetFirst());
     c.SetAutoCreate(1);
-    EXPECT_EQ(strncmp(c.MoveDownUniqueKey(nullptr)->name.c_str(), "K_", 2), 0);
-    c.MoveToRoot();
-    EXPECT_EQ(c.GetNumGroups(), 2u);
+    c.MoveAbsolute("\\alpha\\\\ b \\");
+    c.MoveAbsolute("c");  // relative to b
+    EXPECT_EQ(c.MoveAbsolute("\\"), c.GetRoot());
+    c.MoveDown("p\\q");  // a backslash is an ordinary character to MoveDown
+    EXPECT_EQ(Dump(c.GetRoot()), "Root{Alpha{b{c{}}},p\\q{}}");  // groups found without regard to case
+    EXPECT_STREQ(String(c.MoveDownUniqueKey(nullptr)->name.Left(2)), "K_");
 }
 
-TEST(ConfigTree, MultipleGroupsMakesSiblingsOrNeverMoves) {
-    Config c("R", Config::MultipleGroups);
-    ConfigKey *first = c.MoveDown("G");
-    c.MoveUp();
-    EXPECT_NE(c.MoveDown("G"), first);
-    c.MoveUp();
-    EXPECT_EQ(Dump(c), "G{},G{}");
-    c.SetAutoCreate(0);
-    EXPECT_EQ(c.MoveDown("G"), c.GetRoot());
-}
-
-TEST(ConfigTree, ComposedNamesArePlainText) {
-    Config c("R");
-    c.CreateKey("Item1");
-    EXPECT_TRUE(c.ExistKey("Item", 1));
-    c.MoveDown("Item", -2);
-    EXPECT_STREQ(c.GetCurrentKey()->name.c_str(), "Item-2");
-    c.MoveToRoot();
-    EXPECT_FALSE(c.ExistKey("Item", 0));  // index 0 is "Item", not "Item0"
-    const std::string longName(300, 'x');
-    c.MoveDown(longName.c_str(), 7);
-    EXPECT_EQ(c.GetCurrentKey()->name.GetLength(), 255u);
-}
-
-TEST(ConfigTree, GroupAndValueOfOneNameCoexist) {
+TEST(ConfigTree, NamesAndKindsOfKeys) {
     Config c("R");
     c.SetValue(1, "Same");
-    c.MoveDown("Same");
+    c.MoveDown("SAME");
     c.SetValue(2, "Inner");
     c.MoveUp();
-    EXPECT_TRUE(c.ExistGroup("same") && c.ExistValue("same") && c.ExistKey("same"));
-    EXPECT_EQ(c.GetValue(0, "Same"), 1);
-    EXPECT_EQ(c.GetNumKeys(), 2u);
-    EXPECT_EQ(c.GetNumGroups(), 1u);
+    EXPECT_EQ(Dump(c.GetRoot()), "R{Same=1,SAME{Inner=2}}");
     EXPECT_EQ(c.GetNumValues(), 1u);
-    c.DeleteKey("Same");  // the first in list order: the value
-    EXPECT_EQ(Dump(c), "Same{Inner=2}");
-    EXPECT_EQ(c.GetKey(0), c.GetFirstKey());
+    c.DeleteKey("same");  // the first in list order: the value
+    EXPECT_TRUE(c.ExistGroup("Same") && c.ExistKey("Same") && !c.ExistValue("Same"));
     EXPECT_EQ(c.GetKey(1), nullptr);
     EXPECT_EQ(c.GetKey(-1), nullptr);
-}
-
-TEST(ConfigTree, MoveAbsoluteWalksPaths) {
-    Config c("R");
-    c.MoveAbsolute("\\a\\\\ b \\");
-    EXPECT_STREQ(c.GetCurrentKey()->name.c_str(), "b");
-    c.MoveAbsolute("c");  // relative to b
-    EXPECT_EQ(Dump(c), "a{b{c{}}}");
-    EXPECT_EQ(c.MoveAbsolute("\\"), c.GetRoot());
-    // With autoCreate off a missing component is passed over.
-    c.SetAutoCreate(0);
-    EXPECT_EQ(c.MoveAbsolute("\\x\\a"), c.GetRoot()->children->GetFirst());
-    // A backslash is an ordinary character to MoveDown.
-    c.SetAutoCreate(1);
-    c.MoveToRoot();
-    c.MoveDown("p\\q");
-    EXPECT_STREQ(c.GetCurrentKey()->name.c_str(), "p\\q");
+    // An index is appended as plain text, 0 not at all; names are cut at 255.
+    c.CreateKey("Item1");
+    EXPECT_TRUE(c.ExistKey("Item", 1));
+    EXPECT_FALSE(c.ExistKey("Item", 0));
+    EXPECT_STREQ(c.MoveDown("Item", -2)->name.c_str(), "Item-2");
+    EXPECT_EQ(c.MoveDown(std::string(300, 'x').c_str(), 7)->name.GetLength(), 255u);
 }
 
 TEST(ConfigTree, DeletingMovesThePositionOutOfTheWay) {
     Config c("R");
-    ConfigKey *a = c.MoveAbsolute("\\a");
-    c.MoveAbsolute("\\a\\b\\c");
-    c.DeleteKey(a);  // the position was below it
+    c.DeleteKey(c.MoveAbsolute("\\a\\b\\c")->parent->parent);  // a, with the position below it
     EXPECT_EQ(c.GetCurrentKey(), c.GetRoot());
-    ConfigKey *d = c.MoveDown("d");
-    c.DeleteKey(d);
+    c.DeleteKey(c.MoveDown("d"));  // the position was the key itself
     EXPECT_EQ(c.GetCurrentKey(), c.GetRoot());
     c.DeleteKey(static_cast<ConfigKey *>(nullptr));
     c.DeleteKey(c.GetRoot());
     c.DeleteKey("none");
-    c.MoveAbsolute("\\x\\y\\z");
-    c.Clear();
-    EXPECT_EQ(c.GetCurrentKey(), c.GetRoot());
-    EXPECT_EQ(c.GetName(), "R");
-    EXPECT_EQ(c.GetNumKeys(), 0u);
-}
-
-TEST(ConfigTree, GroupToValueAndBack) {
-    Config c("R");
-    ConfigKey *g = c.MoveAbsolute("\\g\\inner");
-    g = g->parent;
+    ConfigKey *g = c.MoveAbsolute("\\g\\inner")->parent;
+    g->value = "kept";
     c.GroupToValue(g);
     EXPECT_EQ(c.GetCurrentKey(), c.GetRoot());
-    EXPECT_TRUE(g->IsValue());
-    g->value = "kept";
+    EXPECT_EQ(Dump(c.GetRoot()), "R{g=kept}");
     c.ValueToGroup(g);
-    EXPECT_TRUE(g->IsGroup() && g->children->IsEmpty());
+    c.GroupToValue(c.GetRoot());  // the root stays a group
     EXPECT_STREQ(g->value.c_str(), "kept");
-    c.GroupToValue(c.GetRoot());
-    EXPECT_TRUE(c.GetRoot()->IsGroup());
+    // Empty groups go from the position down, deepest first; the start stays.
+    c.MoveAbsolute("\\keep\\empty");
+    c.MoveTo(c.MoveAbsolute("\\full\\e1\\e2")->parent->parent);
+    c.DeleteEmptyGroups();
+    EXPECT_EQ(Dump(c.GetRoot()), "R{g{},keep{empty{}},full{}}");
+    c.Clear();
+    EXPECT_EQ(c.GetCurrentKey(), c.GetRoot());
+    EXPECT_EQ(Dump(c.GetRoot()), "R{}");
 }
 
 void Record(ConfigKey &key, void *names) { static_cast<std::vector<std::string> *>(names)->push_back(key.name.c_str()); }
@@ -145,131 +108,83 @@ int NamedB(const ConfigKey &key, const void *) { return key.name[0] == 'b'; }
 
 TEST(ConfigTree, WalksArePostOrderAndSurviveDeletion) {
     Config c("R");
-    c.MoveAbsolute("\\a\\b1");
-    c.CreateKey("v");
-    c.MoveAbsolute("\\a\\empty");
+    c.MoveAbsolute("\\a\\b1\\v");  // v, an empty group, is visited but not entered
     c.MoveAbsolute("\\b2");
-    c.MoveToRoot();
     std::vector<std::string> names;
-    c.ForEachKey(Record, &names);
-    EXPECT_EQ(names, (std::vector<std::string>{"v", "b1", "empty", "a", "b2"}));
+    c.ForEachKey(c.GetRoot(), Record, &names);
+    EXPECT_EQ(names, (std::vector<std::string>{"v", "b1", "a", "b2"}));
     // The search without a start covers the whole tree, the inner hit first.
-    c.MoveAbsolute("\\b2");
     EXPECT_STREQ(c.FindFirstThat(NamedB, nullptr)->name.c_str(), "b1");
-    names.clear();
-    c.ForEachKey(Record, &names);  // only below b2
-    EXPECT_TRUE(names.empty());
-    c.ForEachKey(c.GetRoot(), DeleteIt, nullptr);
-    EXPECT_EQ(c.GetRoot()->children->GetCount(), 0);
-}
-
-TEST(ConfigTree, DeleteEmptyGroupsStartsAtThePosition) {
-    Config c("R");
-    c.MoveAbsolute("\\keep\\only\\empty");
-    c.MoveAbsolute("\\full\\e1\\e2");
-    c.MoveAbsolute("\\full\\value");
-    c.CreateKey("v");
-    c.MoveAbsolute("\\full");
-    c.DeleteEmptyGroups();
-    EXPECT_EQ(Dump(c), "keep{only{empty{}}},full{value{v}}");
-    c.MoveAbsolute("\\keep");
-    c.DeleteEmptyGroups();
-    EXPECT_EQ(Dump(c), "keep{},full{value{v}}");  // the start itself stays
-}
-
-TEST(ConfigTree, SortedModesOrderKeys) {
-    Config sorted("R", Config::Sorted);
-    Config groupsFirst("R", Config::SortedGroupsFirst);
-    for (Config *c : {&sorted, &groupsFirst}) {
-        c->MoveDown("Z");
-        c->MoveUp();
-        c->CreateKey("A");
-        c->SetValue(1, "M");
-        c->MoveDown("M");
-        c->MoveUp();
-        c->CreateKey("b");
-        c->CreateKey("B");  // equal keys keep arrival order
-    }
-    EXPECT_EQ(Dump(sorted), "A,b,B,M{},M=1,Z{}");
-    EXPECT_EQ(Dump(groupsFirst), "M{},Z{},A,b,B,M=1");
-}
-
-TEST(ConfigTree, EqualityFollowsOrderNamesAndValues) {
-    Config a("Root"), b("ROOT");
-    a.SetValue("x", "K1");
-    a.SetValue("y", "K2");
-    b.SetValue("x", "k1");
-    b.SetValue("y", "k2");
-    EXPECT_TRUE(a == b);
-    b.SetValue("Y", "k2");
-    EXPECT_TRUE(a != b);
-    Config c("Root");
-    c.SetValue("y", "K2");
-    c.SetValue("x", "K1");
-    EXPECT_TRUE(a != c);
-    Config d("Other");
-    d.SetValue("x", "K1");
-    d.SetValue("y", "K2");
-    EXPECT_TRUE(a != d);
-}
-
-int deletions;
-void CountDeletion(ConfigKey &) { ++deletions; }
-void MarkCopy(ConfigKey &target, const ConfigKey &source) { target.userData = source.userData + 100; }
-
-TEST(ConfigTree, CopiesAreDeepAndCarryHooks) {
-    Config a("A", Config::Sorted);
-    a.onKeyCopy = MarkCopy;
-    a.MoveAbsolute("\\g\\h")->userData = 5;
-    a.SetValue(1, "v");
-    Config b(a);
-    EXPECT_TRUE(a == b);
-    EXPECT_EQ(b.GetCurrentKey(), b.GetRoot());
-    EXPECT_EQ(b.GetMode(), Config::Sorted);
-    ConfigKey *h = b.MoveAbsolute("\\g\\h");
-    EXPECT_EQ(h->userData, 105u);  // the hook replaces the plain copy
-    EXPECT_EQ(h->config, &b);
-    EXPECT_EQ(h->children->GetCompareMode(), 2);
-    b.SetValue(2, "v");
-    EXPECT_TRUE(a != b);
-
-    Config e("E");
-    e.SetValue(1, "w");
-    Config &self = e;
-    e = self;
-    EXPECT_EQ(e.GetValue(0, "w"), 1);
-    e = a;
-    EXPECT_TRUE(e == a);
-    EXPECT_EQ(e.GetCurrentKey(), e.GetRoot());
-
-    deletions = 0;
-    {
-        Config d("D");
-        d.onKeyDelete = CountDeletion;
-        d.MoveAbsolute("\\x\\y");
-        d.CreateKey("z");
-    }
-    EXPECT_EQ(deletions, 4);  // root, x, y, z
-}
-
-TEST(ConfigTree, KeyFinderAndPathSaver) {
-    Config c("R");
-    for (const char *name : {"a", "b", "c"})
-        c.CreateKey(name);
+    c.MoveAbsolute("\\a");
+    c.ForEachKey(DeleteIt, nullptr);  // below the position only
+    EXPECT_EQ(Dump(c.GetRoot()), "R{a{},b2{}}");
+    // KeyFinder hands out the children of the current group, also when the
+    // caller deletes each.
+    c.MoveToRoot();
     Config::KeyFinder finder(c);
     std::string seen;
     for (ConfigKey *k = finder.GetFirst(); k; k = finder.GetNext()) {
         seen += k->name.c_str();
         c.DeleteKey(k);
     }
-    EXPECT_EQ(seen, "abc");
-    EXPECT_EQ(c.GetNumKeys(), 0u);
+    EXPECT_EQ(seen, "ab2");
     ConfigKey *deep = c.MoveAbsolute("\\p\\q");
     {
         Config::PathSaver saver(c);
         c.MoveToRoot();
     }
     EXPECT_EQ(c.GetCurrentKey(), deep);
+}
+
+int deletions;
+void CountDeletion(ConfigKey &) { ++deletions; }
+void MarkCopy(ConfigKey &target, const ConfigKey &source) { target.userData = source.userData + 100; }
+
+TEST(ConfigTree, SortedModesCopiesAndEquality) {
+    Config sorted("R", Config::Sorted);
+    Config groupsFirst("R", Config::SortedGroupsFirst);
+    for (Config *c : {&sorted, &groupsFirst}) {
+        c->MoveDown("Z")->userData = 5;
+        c->MoveUp();
+        c->CreateKey("A");
+        c->SetValue("m", "M");
+        c->MoveDown("M");
+        c->MoveUp();
+        c->CreateKey("b");
+        c->CreateKey("B");  // equal keys keep arrival order
+    }
+    EXPECT_EQ(Dump(sorted.GetRoot()), "R{A,b,B,M{},M=m,Z{}}");
+    EXPECT_EQ(Dump(groupsFirst.GetRoot()), "R{M{},Z{},A,b,B,M=m}");
+    EXPECT_TRUE(sorted != groupsFirst);  // the order counts
+    EXPECT_TRUE(Config("R") != Config("S"));
+
+    // A copy is deep and takes the mode and the hooks; its position is its root.
+    sorted.onKeyCopy = MarkCopy;
+    Config copy(sorted);
+    EXPECT_EQ(Dump(copy.GetRoot()), Dump(sorted.GetRoot()));
+    EXPECT_EQ(copy.GetCurrentKey(), copy.GetRoot());
+    copy.SetValue("M", "M");
+    EXPECT_TRUE(copy != sorted);  // values compare with case
+    copy.SetValue("m", "M");
+    copy.GetRoot()->name = "r";
+    ConfigKey *z = copy.MoveDown("Z");
+    z->name = "z";
+    EXPECT_TRUE(copy == sorted);  // names without case
+    EXPECT_EQ(z->userData, 105u);  // the hook replaces the plain copy
+    EXPECT_EQ(z->config, &copy);
+    EXPECT_EQ(z->children->GetCompareMode(), 2);
+
+    Config &self = copy;
+    copy = self;
+    EXPECT_TRUE(copy == sorted);
+    copy = groupsFirst;
+    EXPECT_TRUE(copy == groupsFirst);
+
+    deletions = 0;
+    groupsFirst.onKeyDelete = CountDeletion;
+    groupsFirst.MoveAbsolute("\\Z\\y");
+    groupsFirst.Clear();
+    EXPECT_EQ(deletions, 7);  // the six keys and y inside Z
 }
 
 }  // namespace

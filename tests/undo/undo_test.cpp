@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <vector>
+#include <string>
 
 #include "text/messages.h"
 
@@ -11,72 +11,59 @@ namespace {
 
 // A step of the test document: the state before it, and knobs for what the
 // framework asks.  Steps count their destructions and clones, so each test
-// sees what the framework deleted or copied.
+// sees what the framework deleted or copied.  `name` is a C string or a
+// String, for the two constructors of the base.
 struct Step : AUndoMemento {
-    Step(const char *name, int instance, int state, int packable = 0, int major = 0)
+    template <class Name>
+    Step(const Name &name, int instance, int state, int packable = 0, int major = 0)
         : AUndoMemento(name, instance, packable, major), state(state) {}
     ~Step() override { ++destroyed; }
-    int32_t IsSameState(const AUndoMemento &other) const override {
-        return state == static_cast<const Step &>(other).state;
-    }
+    int32_t IsSameState(const AUndoMemento &o) const override { return state == static_cast<const Step &>(o).state; }
     int32_t IsMergeable() const override { return mergeable; }
     int32_t CanGroup(const AUndoMemento &) const override { return groups; }
     CollectionElement *CreateClone(const void *) const override {
         ++cloned;
         return new Step(*this);
     }
-    uint32_t GetInvolvedMemory() const override { return memory; }
+    uint32_t GetInvolvedMemory() const override { return 100; }
     uint32_t GetInvolvedDiskSpace() const override { return 10; }
     uint32_t GetNumInvolvedFiles() const override { return 1; }
 
     int state, mergeable = 1, groups = 0;
-    uint32_t memory = 100;
-    static int destroyed, cloned;
-};
-int Step::destroyed = 0;
-int Step::cloned = 0;
-
-// A memento that keeps every default of the framework.
-struct PlainStep : AUndoMemento {
-    PlainStep() : AUndoMemento(String("plain"), 0, 1, 0) {}
-    int32_t IsSameState(const AUndoMemento &) const override { return 0; }
-    int32_t IsMergeable() const override { return 0; }
+    static inline int destroyed = 0, cloned = 0;
 };
 
 // A document whose whole state is one number.  RestoreMemento counts its
-// calls and hands back a step for the state it leaves, unless told to
-// return null or to throw.
+// calls and hands back a step of the same action for the state it leaves,
+// unless told to return null or to throw.
 struct Document : AUndoable {
     explicit Document(int limit = 0x7FFFFFFF) : AUndoable(limit) {}
     AUndoMemento *RestoreMemento(AUndoMemento *memento, int isRedo) override {
-        Step *step = static_cast<Step *>(memento);
         (isRedo ? redos : undos)++;
         if (fail)
             throw std::runtime_error("restore failed");
-        Step *back = returnNull ? nullptr : new Step(step->GetActionName(), step->GetActionInstance(), state);
-        state = step->state;
+        Step *back = returnNull ? nullptr : new Step(memento->GetActionName(), memento->GetActionInstance(), state);
+        state = static_cast<Step *>(memento)->state;
         return back;
     }
     // Changes the state by a step named `name` and adopts its memento.
-    void Do(const char *name, int newState, int instance = 0, int packable = 0) {
-        AdoptMemento(new Step(name, instance, state, packable));
+    void Do(const char *name, int newState, int instance = 0, int packable = 0, int major = 0) {
+        AdoptMemento(new Step(name, instance, state, packable, major));
         state = newState;
     }
-    // The states of the mementos of a list, newest first.
-    std::vector<int> UndoStates() const { return States(GetFirstUndoMemento(), true); }
-    std::vector<int> RedoStates() const { return States(GetFirstRedoMemento(), false); }
-    std::vector<int> States(AUndoMemento *m, bool undo) const {
-        std::vector<int> states;
-        for (; m; m = undo ? GetNextUndoMemento(m) : GetNextRedoMemento(m))
-            states.push_back(static_cast<Step *>(m)->state);
-        return states;
+    // The states of the mementos of both lists, newest first: undo | redo.
+    std::string Lists() const {
+        std::string undo, redo;
+        for (AUndoMemento *m = GetFirstUndoMemento(); m; m = GetNextUndoMemento(m))
+            undo += std::to_string(static_cast<Step *>(m)->state) + " ";
+        for (AUndoMemento *m = GetFirstRedoMemento(); m; m = GetNextRedoMemento(m))
+            redo += " " + std::to_string(static_cast<Step *>(m)->state);
+        return undo + "|" + redo;
     }
 
     int state = 0, undos = 0, redos = 0;
     bool returnNull = false, fail = false;
 };
-
-using States = std::vector<int>;
 
 class UndoTest : public ::testing::Test {
 protected:
@@ -90,191 +77,119 @@ TEST_F(UndoTest, UndoAndRedoWalkTheHistory) {
     EXPECT_EQ(doc.undos + doc.redos, 0);  // empty lists: RestoreMemento is not called
 
     doc.Do("type", 1);
-    doc.Do("bold", 2);
+    doc.Do("bold", 2, 0, 0, 1);  // a major modification
     doc.Do("type", 3);
-    EXPECT_EQ(doc.UndoStates(), (States{2, 1, 0}));
+    EXPECT_EQ(doc.HasMajorModification(), 1);
     doc.UndoCurrentState();
     doc.UndoCurrentState();
-    EXPECT_EQ(doc.state, 1);
-    EXPECT_EQ(doc.UndoStates(), (States{0}));
-    EXPECT_EQ(doc.RedoStates(), (States{2, 3}));  // the states left, newest first
-    EXPECT_EQ(Step::destroyed, 2);                // the undone mementos
+    EXPECT_EQ(doc.Lists(), "0 | 2 3");  // each undone memento deleted, its successor on redo
     EXPECT_STREQ("bold", doc.GetPendingRedoName());
+    EXPECT_EQ(doc.HasMajorModification(), 0);  // the undo list only
+    EXPECT_EQ(doc.GetInvolvedUndoMemory(), 300u);  // both lists
+    EXPECT_EQ(doc.GetInvolvedUndoDiskSpace() + doc.GetNumInvolvedUndoFiles(), 11u);  // the undo list only
 
     doc.RedoLastUndoneState();  // keeps the rest of the redo history
-    EXPECT_EQ(doc.UndoStates(), (States{1, 0}));
-    EXPECT_EQ(doc.RedoStates(), (States{3}));
+    EXPECT_EQ(doc.Lists(), "1 0 | 3");
     EXPECT_EQ(doc.undos * 10 + doc.redos, 21);
     doc.Do("italic", 5);  // a new action ends it
-    EXPECT_EQ(doc.GetNumRedoMementos(), 0);
-    EXPECT_EQ(Step::destroyed, 4);
-
     doc.returnNull = true;  // the step ends, nothing goes to redo
     doc.UndoCurrentState();
-    EXPECT_EQ(doc.GetNumUndoMementos() + doc.GetNumRedoMementos(), 2);
     doc.fail = true;  // a restore that throws leaves both lists alone
     EXPECT_THROW(doc.UndoCurrentState(), std::runtime_error);
-    EXPECT_EQ(doc.UndoStates(), (States{1, 0}));
-    EXPECT_EQ(Step::destroyed, 5);
+    EXPECT_EQ(doc.Lists(), "1 0 |");
     doc.ClearUndoMementos();
-    EXPECT_EQ(Step::destroyed, 7);
-}
+    EXPECT_EQ(Step::destroyed, 7);  // 2 undone, 1 redone, 1 redo ended, 1 by null, 2 cleared
 
-TEST_F(UndoTest, LimitsAndEnabling) {
-    {
-        Document doc(3);
-        for (int i = 1; i <= 4; ++i)
-            doc.Do("step", i);
-        EXPECT_EQ(doc.UndoStates(), (States{3, 2, 1}));  // the oldest went
-        EXPECT_EQ(Step::destroyed, 1);
-        doc.UndoCurrentState();
-        doc.UndoCurrentState();
-        doc.SetMaxNumOfUndoMementos(1);  // trims both lists from the oldest end
-        EXPECT_EQ(doc.UndoStates(), (States{1}));
-        EXPECT_EQ(doc.RedoStates(), (States{3}));
-        doc.SetMaxNumOfUndoMementos(5);  // can only be lowered
-        doc.Do("more", 9);
-        EXPECT_EQ(doc.GetNumUndoMementos(), 1);
-        doc.UndoCurrentState();
-        doc.SetMaxNumOfUndoMementos(0);  // deletes everything
-        EXPECT_EQ(doc.GetNumUndoMementos() + doc.GetNumRedoMementos(), 0);
-        EXPECT_EQ(Step::destroyed, 8);
-        doc.SetMaxNumOfUndoMementos(-3);
-    }
-
-    // Without room for undo a memento is neither stored nor deleted.
-    Document none(0);
-    EXPECT_FALSE(none.IsUndoEnabled());
-    Step kept("step", 0, 0);
-    none.AdoptMemento(&kept);
-    EXPECT_EQ(none.GetNumUndoMementos(), 0);
-
-    // EnableUndo(0) changes the answer, not what AdoptMemento does.
-    Document doc;
-    doc.EnableUndo(0);
-    EXPECT_FALSE(doc.IsUndoEnabled());
-    doc.Do("step", 1);
-    EXPECT_EQ(doc.GetNumUndoMementos(), 1);
-    doc.EnableUndo(7);
-    EXPECT_TRUE(doc.IsUndoEnabled());
-}
-
-TEST_F(UndoTest, GroupingDropsTheNewStepButStillEndsRedo) {
-    Document doc;
-    doc.Do("move", 1);
-    doc.Do("move", 2);
-    doc.UndoCurrentState();
-    doc.AdoptMemento(new Step("move", 0, 0));  // the newest step's state: dropped
-    EXPECT_EQ(doc.GetNumUndoMementos(), 1);
-    EXPECT_EQ(doc.GetNumRedoMementos(), 0);
-    EXPECT_EQ(Step::destroyed, 3);  // the undone step, its redo memento, the new one
-
-    static_cast<Step *>(doc.GetFirstUndoMemento())->groups = 1;
-    doc.Do("move", 3);  // CanGroup covers another state
-    EXPECT_EQ(doc.UndoStates(), (States{0}));
-    Step *lone = new Step("move", 0, 3);
-    lone->mergeable = 0;  // both must be mergeable
-    doc.AdoptMemento(lone);
-    // Same name and instance, not groupable: stored beside it, no packing.
-    doc.AdoptMemento(new Step("move", 0, 4, 1));
-    doc.AdoptMemento(new Step("move", 0, 5, 0));
-    EXPECT_EQ(doc.UndoStates(), (States{5, 4, 3, 0}));
-
-    Step reference("ref", 0, 6);
-    EXPECT_EQ(doc.AdoptMementoIfDifference(new Step("x", 0, 6), reference), 0);
-    EXPECT_EQ(Step::destroyed, 5);
-    EXPECT_EQ(doc.AdoptMementoIfDifference(new Step("x", 0, 7), reference), 1);
-    EXPECT_EQ(doc.UndoStates(), (States{7, 5, 4, 3, 0}));
-}
-
-TEST_F(UndoTest, PackingKeepsTheOldestOfARun) {
-    Document doc;
-    doc.Do("B", 1, 1, 1);
-    doc.Do("A", 2, 1, 0);  // the older members need not be packable
-    doc.Do("A", 3, 1, 0);
-    doc.Do("A", 4, 1, 1);
-    doc.Do("C", 5, 1);  // another action ends the run of A/1
-    EXPECT_EQ(doc.UndoStates(), (States{4, 1, 0}));
-    EXPECT_EQ(Step::destroyed, 2);
-    doc.Do("C", 6, 1, 1);
-    doc.Do("C", 7, 2, 1);  // so does another instance
-    EXPECT_EQ(doc.UndoStates(), (States{6, 4, 1, 0}));
-
-    // A run of one, a top that is not packable or not mergeable: no packing.
-    doc.Do("D", 8, 0, 1);
-    doc.Do("E", 9, 0, 0);
-    doc.Do("E", 10, 0, 0);
-    doc.Do("F", 11, 0, 1);
-    doc.Do("F", 12, 0, 1);
-    static_cast<Step *>(doc.GetFirstUndoMemento())->mergeable = 0;
-    doc.Do("G", 13);
-    EXPECT_EQ(doc.UndoStates(), (States{12, 11, 10, 9, 8, 7, 6, 4, 1, 0}));
-    EXPECT_EQ(Step::destroyed, 3);
-}
-
-TEST_F(UndoTest, ExcludedNamesStopOnlyRepeats) {
-    Document doc;
-    EXPECT_TRUE(doc.GetPendingUndoName().IsEmpty());
+    // An excluded name stops only the repeats of the newest step.
     EXPECT_TRUE(doc.IsUndoEnabledFor(""));
     doc.DoNotSaveUndoMementosWithName(String("scroll"));
     EXPECT_TRUE(doc.IsUndoEnabledFor("scroll"));  // the first of a burst is saved
     doc.Do("scroll", 1);
     EXPECT_FALSE(doc.IsUndoEnabledFor("scroll"));
-    EXPECT_TRUE(doc.IsUndoEnabledFor("type"));
-    doc.Do("type", 2);
-    EXPECT_TRUE(doc.IsUndoEnabledFor("scroll"));
-
     doc.DoNotSaveUndoMementosWithName(static_cast<int>(MSG_FILE_ERROR));
     doc.Do("File error", 3);
     EXPECT_FALSE(doc.IsUndoEnabledFor("File error"));
     doc.SaveUndoMementosWithAnyName();
     EXPECT_TRUE(doc.IsUndoEnabledFor("File error"));
+    // EnableUndo(0) changes the answers, not what AdoptMemento does.
     doc.EnableUndo(0);
     EXPECT_FALSE(doc.IsUndoEnabledFor("other"));
+    doc.Do("step", 4);
+    EXPECT_EQ(doc.GetNumUndoMementos(), 3);
+    doc.EnableUndo(7);
+    EXPECT_TRUE(doc.IsUndoEnabled());
+
+    const Step plain(String("plain"), 0, 0, 1);
+    EXPECT_EQ(plain.AUndoMemento::GetInvolvedMemory(), sizeof(AUndoMemento));  // the base's default
+    EXPECT_TRUE(plain.IsPackable() && !plain.IsMajorModification());
 }
 
-TEST_F(UndoTest, CostsMajorModificationsAndDefaults) {
-    Document doc;
-    doc.AdoptMemento(new Step("a", 0, 1));
-    Step *major = new Step("b", 0, 2, 0, 1);
-    EXPECT_TRUE(major->IsMajorModification());  // the fourth argument
-    EXPECT_FALSE(major->IsPackable());
-    doc.AdoptMemento(major);
-    EXPECT_EQ(doc.HasMajorModification(), 1);
-    doc.UndoCurrentState();  // the major step leaves the undo list
-    EXPECT_EQ(doc.HasMajorModification(), 0);
-    static_cast<Step *>(doc.GetFirstRedoMemento())->memory = 1000;
-    EXPECT_EQ(doc.GetInvolvedUndoMemory(), 1100u);   // both lists
-    EXPECT_EQ(doc.GetInvolvedUndoDiskSpace(), 10u);  // the undo list only
-    EXPECT_EQ(doc.GetNumInvolvedUndoFiles(), 1u);
-
-    PlainStep *plain = new PlainStep;
-    EXPECT_TRUE(plain->IsPackable());  // the third argument
-    EXPECT_EQ(plain->GetInvolvedMemory(), sizeof(AUndoMemento));
-    EXPECT_EQ(plain->GetInvolvedDiskSpace() + plain->GetNumInvolvedFiles(), 0u);
-    doc.AdoptMemento(plain);  // ends the redo history
-    EXPECT_EQ(doc.GetInvolvedUndoMemory(), 100u + sizeof(AUndoMemento));
-}
-
-TEST_F(UndoTest, CopiesCloneEveryMemento) {
-    Document doc(4);
-    doc.Do("a", 1);
-    doc.Do("b", 2);
+TEST_F(UndoTest, LimitsAndCopies) {
+    Document doc(3);
+    for (int i = 1; i <= 4; ++i)
+        doc.Do("step", i);
+    EXPECT_EQ(doc.Lists(), "3 2 1 |");  // the oldest went
     doc.UndoCurrentState();
-    doc.DoNotSaveUndoMementosWithName(String("a"));
+    doc.UndoCurrentState();
+    doc.DoNotSaveUndoMementosWithName(String("step"));
     Document copy(doc);
-    EXPECT_EQ(Step::cloned, 2);
-    EXPECT_EQ(copy.RedoStates(), doc.RedoStates());
-    EXPECT_FALSE(copy.IsUndoEnabledFor("a"));  // the excluded name came along
+    EXPECT_EQ(Step::cloned, 3);
+    EXPECT_EQ(copy.Lists(), "1 | 3 4");
+    EXPECT_FALSE(copy.IsUndoEnabledFor("step"));  // the excluded name came along
+    doc.SetMaxNumOfUndoMementos(1);  // trims both lists from the oldest end
+    EXPECT_EQ(doc.Lists(), "1 | 3");
+    doc.SetMaxNumOfUndoMementos(5);  // can only be lowered
+    doc.Do("more", 9);
+    EXPECT_EQ(doc.Lists(), "2 |");
+    copy = doc;  // the old mementos go, clones come
+    copy.Do("step", 7);
+    EXPECT_EQ(copy.Lists(), "9 |");  // the limit came along
+    doc.UndoCurrentState();
+    doc.SetMaxNumOfUndoMementos(0);  // deletes everything
+    EXPECT_EQ(Step::destroyed, 12);
+    doc.SetMaxNumOfUndoMementos(-3);
+    // Without room for undo a memento is neither stored nor deleted.
+    EXPECT_FALSE(doc.IsUndoEnabled());
+    Step kept("step", 0, 0);
+    doc.AdoptMemento(&kept);
+    EXPECT_EQ(doc.Lists(), "|");
+}
 
-    Document other(2);
-    other.Do("x", 7);
-    other = doc;  // the old memento goes, clones come
-    EXPECT_EQ(Step::destroyed, 2);  // doc's undone step and other's own
-    EXPECT_EQ(other.UndoStates(), (States{0}));
-    for (int i = 0; i < 5; ++i)
-        other.Do("c", 10 + i);
-    EXPECT_EQ(other.GetNumUndoMementos(), 4);  // the limit came along
+TEST_F(UndoTest, GroupingAndPacking) {
+    Document doc;
+    doc.Do("move", 1);
+    doc.Do("move", 2);
+    doc.UndoCurrentState();
+    doc.AdoptMemento(new Step("move", 0, 0));  // the newest step's state: dropped, and redo ends
+    static_cast<Step *>(doc.GetFirstUndoMemento())->groups = 1;
+    doc.Do("move", 3);  // CanGroup covers another state
+    // Both must be mergeable.  Same name and instance, not groupable:
+    // stored beside it, no packing.
+    Step *lone = new Step("move", 0, 3);
+    lone->mergeable = 0;
+    doc.AdoptMemento(lone);
+    lone->groups = 1;
+    doc.AdoptMemento(new Step("move", 0, 4, 1));
+    doc.AdoptMemento(new Step("move", 0, 5, 0));
+    Step reference("ref", 0, 6);
+    EXPECT_EQ(doc.AdoptMementoIfDifference(new Step("x", 0, 6), reference), 0);
+    EXPECT_EQ(doc.AdoptMementoIfDifference(new Step("x", 0, 7), reference), 1);
+    EXPECT_EQ(doc.Lists(), "7 5 4 3 0 |");
+
+    // Packing: the run of the top's action and instance shrinks to its oldest
+    // member when another follows and the top is packable and mergeable.
+    // One step a column: B stays (a run of one), the A/1 run packs when C
+    // comes, and C/1 when C/2 comes; D, E E (a top not packable) and F F
+    // (a top made not mergeable) stay.
+    const std::string name = "BAAACCCDEEFFG", instance = "1111112000000", packable = "1001011100110";
+    Document packed;
+    for (size_t i = 0; i < name.size(); ++i) {
+        if (name[i] == 'G')
+            static_cast<Step *>(packed.GetFirstUndoMemento())->mergeable = 0;
+        packed.Do(name.substr(i, 1).c_str(), static_cast<int>(i) + 1, instance[i] - '0', packable[i] - '0');
+    }
+    EXPECT_EQ(packed.Lists(), "12 11 10 9 8 7 6 4 1 0 |");
+    EXPECT_EQ(Step::destroyed, 8);  // the undone step, its redo memento, three dropped, three packed
 }
 
 }  // namespace
