@@ -64,6 +64,11 @@ String Config::GetNextLine(MemoryStream &stream, int *opensGroup) {
 // group nested in it: a loop with the depth as its only state, rather than
 // a call for each level, so that no input can exhaust the stack here.  A
 // "}" at the starting depth, or the end of the input at any depth, ends it.
+//
+// `depth` counts every "{" still open, the root's included, while only the
+// groups down to MaxBlockDepth below the root are entered.  Deeper heads
+// are dropped and their braces only counted, so their entries land in the
+// deepest group entered and the braces after them still pair up.
 void Config::ReadGroup(MemoryStream &stream) {
     const int startDepth = depth;
     for (;;) {
@@ -74,16 +79,17 @@ void Config::ReadGroup(MemoryStream &stream) {
         if (Is(line, "}")) {
             if (depth == startDepth)
                 break;
-            // The root is current at depth 0; deeper levels stand in
-            // groups entered by MoveDown.
-            if (--depth != 0)
+            // Back at depth 1 to MaxBlockDepth, the "}" closes a group that
+            // MoveDown entered; at 0 it closes the root, which stays current.
+            --depth;
+            if (depth != 0 && depth <= MaxBlockDepth)
                 MoveUp();
             continue;
         }
         if (opensGroup) {
             if (depth == 0)
                 root.name = line;
-            else
+            else if (depth <= MaxBlockDepth)
                 MoveDown(line, 0);
             ++depth;
             continue;
@@ -170,10 +176,11 @@ void Config::BuildFromPathList(const List<StringItem<ListElement>> &paths) {
     for (const StringItem<ListElement> *path = paths.GetFirst(); path; path = paths.GetNext(path)) {
         ExplodeString(components, path->c_str(), "\\", 1);
         current = &root;
+        int level = 0;
         for (const StringItem<ListElement> *c = components.GetFirst(); c; c = components.GetNext(c)) {
             if (c == components.GetLast())
                 CreateKey(*c);
-            else
+            else if (++level <= MaxBlockDepth)
                 MoveDown(c->c_str(), 0);
         }
     }

@@ -115,4 +115,41 @@ TEST(ConfigFormat, ReadingReplacesTheTreeAndThePaths) {
     EXPECT_STREQ(back.GetCurrentKey()->name.c_str(), "b");  // the group of the last path
 }
 
+TEST(ConfigFormat, NestingBeyondTheCapIsFlattenedWithoutLosingLines) {
+    // Deep enough that one call per level of the tree would overflow the
+    // stack when the tree is destroyed, copied or written.
+    std::string text = "R\n{\n";
+    for (int i = 0; i < 100000; ++i)
+        text += "x\n{\n";
+    text += "v=deep\n";
+    for (int i = 0; i < 100000; ++i)
+        text += "}\n";
+    Config c("C"), back("B");
+    Read(c, text + "tail=1\n}\n");
+    int levels = 0;
+    for (; c.ExistGroup("x"); ++levels)
+        c.MoveDown("x");
+    EXPECT_EQ(levels, Config::MaxBlockDepth);
+    EXPECT_EQ(c.GetNumKeys(), 1u);  // the heads beyond the cap are dropped
+    EXPECT_STREQ(c.GetValue("", "v").c_str(), "deep");
+    c.MoveToRoot();
+    EXPECT_EQ(c.GetValue(0, "tail"), 1);  // the braces still pair up
+    const std::string written = Write(c);
+    EXPECT_EQ(Read(back, written), Dump(c.GetRoot()));
+    EXPECT_TRUE(Config(back) == c);
+
+    // A path list is held to the same depth.
+    std::string path;
+    for (int i = 0; i < 1000; ++i)
+        path += "x\\";
+    List<StringItem<ListElement>> paths;
+    paths.Append(new StringItem<ListElement>((path + "v").c_str()));
+    back.BuildFromPathList(paths);
+    back.MoveToRoot();
+    for (levels = 0; back.ExistGroup("x"); ++levels)
+        back.MoveDown("x");
+    EXPECT_EQ(levels, Config::MaxBlockDepth);
+    EXPECT_TRUE(back.ExistKey("v"));
+}
+
 }  // namespace
