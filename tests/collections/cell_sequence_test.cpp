@@ -1,4 +1,4 @@
-// Tests of the collection bases, CellSequence and GetPowerOf2.
+// Tests of CellSequence, the flags of the collection base, and GetPowerOf2.
 #include "collections/cell_sequence.h"
 
 #include <gtest/gtest.h>
@@ -46,52 +46,47 @@ int Capacity(const CellSequence &s) {
     return s.GetNumCells();
 }
 
-TEST(CollectionBase, FlagsAndCount) {
-    CellSequence s(4, 0, 0, 7, nullptr);
-    s.MarkAsSorted(2);
-    s.SetName("ignored");
-    EXPECT_EQ(1, s.ShouldDeleteElements());
-    EXPECT_EQ(1, s.IsMarkedAsSorted());
-    EXPECT_EQ(-1, s.GetLastIndex());
-    s.AllocateBusyCells(3);
-    EXPECT_EQ(2, s.GetLastIndex());
-    const CollectionElement plain;
-    EXPECT_EQ(-1, plain.Compare(plain, 0));  // nothing is equal by default
-}
-
-TEST(CellSequence, OnlyInsertCellGrowsByTheQuantum) {
+TEST(CellSequence, GrowthByTheQuantumShuffleSortAndGivingMemoryBack) {
     CellSequence s = Cells(20);
     EXPECT_EQ(0, s.HasAllocatedMemory());
-    EXPECT_EQ(1, s.IsFull());
     for (int32_t i = 0; i < 41; ++i) {
         Push(s, {i});
         EXPECT_EQ((i / 20 + 1) * 20, Capacity(s));
     }
-    EXPECT_EQ(&QX_Heap::GetDefault(), QX_Heap::GetHeapOf(s.GetFirstCell()));
+    // Shuffle draws as CreateArrayOfUniqueUnsortedIndexes does.
+    s.Shuffle(77);
+    std::vector<int32_t> expected(41);
+    Randomizer(77).CreateArrayOfUniqueUnsortedIndexes(41, expected.data());
+    EXPECT_EQ(expected, Values(s));
+    s.Sort([](const void *a, const void *b) {
+        return static_cast<const Cell *>(a)->a - static_cast<const Cell *>(b)->a;
+    });
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(expected, Values(s));
 
-    CellSequence exact = Cells(20);
-    exact.EnsureNumCells(35);
-    EXPECT_EQ(35, Capacity(exact));
-    exact.AllocateBusyCells(35);
-    Push(exact, {0});
-    EXPECT_EQ(55, Capacity(exact));  // the growth is rounded, not the total
-
-    CellSequence seven = Cells(7);
-    seven.EnsureNumCells(10);
-    seven.AllocateBusyCells(10);
-    Push(seven, {1});
-    EXPECT_EQ(17, Capacity(seven));
-    Push(seven, {2, 3, 4});
-    EXPECT_EQ(17, Capacity(seven));
-
-    QX_Heap own(1, "Cells");
-    CellSequence single = Cells(0, &own);
-    Push(single, {1, 2, 3});
-    EXPECT_EQ(3, Capacity(single));
-    EXPECT_EQ(&own, QX_Heap::GetHeapOf(single.GetFirstCell()));
+    s.CutCells(2, 39);
+    s.ClearAll();
+    EXPECT_EQ(0, static_cast<const Cell *>(s.GetCellPtr(1))->c);
+    EXPECT_EQ(6, static_cast<const Cell *>(s.GetCellPtr(2))->c);  // beyond the count
+    s.OptimizeSize();
+    EXPECT_EQ(2, Capacity(s));
+    s.SetNumBusyCells(0);
+    s.OptimizeSize();  // nothing busy: the block goes
+    EXPECT_EQ(0, s.HasAllocatedMemory());
+    s.EnsureNumCells(35);
+    EXPECT_EQ(35, Capacity(s));
+    s.AllocateBusyCells(35);
+    Push(s, {0});
+    EXPECT_EQ(55, Capacity(s));  // the growth is rounded, not the total
+    s.AllocateBusyCells(0);
+    EXPECT_EQ(36, s.GetCount());
+    s.FreeMemory();
+    s.IncNumBusyCells();
+    s.FreeMemory();  // no block: the count stays
+    EXPECT_EQ(1, s.GetCount());
 }
 
-TEST(CellSequence, InsertFillCutAndAbsorbMoveWholeCells) {
+TEST(CellSequence, InsertFillCutAbsorbAndReverseMoveWholeCells) {
     CellSequence s = Cells(4), other = Cells(0);
     Push(s, {2, 4});
     Push(s, {1}, 0);
@@ -105,9 +100,9 @@ TEST(CellSequence, InsertFillCutAndAbsorbMoveWholeCells) {
     EXPECT_EQ((std::vector<int32_t>{9, 4}), Values(s));
 
     Push(other, {7, 8});
+    EXPECT_EQ(2, Capacity(other));  // no quantum: exactly what is needed
     s.Insert(other, 1, 0);
     s += other;
-    EXPECT_EQ((std::vector<int32_t>{9, 7, 8, 4, 7, 8}), Values(s));
     s.Insert(other, 1, 1);  // a gap the caller fills and counts
     EXPECT_EQ(6, s.GetCount());
     s.FillCell(1, other.GetCellPtr(1));
@@ -117,41 +112,21 @@ TEST(CellSequence, InsertFillCutAndAbsorbMoveWholeCells) {
     s.Absorb(other, 0);
     EXPECT_EQ((std::vector<int32_t>{7, 8, 9, 8, 7, 7, 8, 4, 7, 8}), Values(s));
     EXPECT_EQ(0, other.HasAllocatedMemory() + other.GetCount());
+
+    s.Reverse();
+    EXPECT_EQ((std::vector<int32_t>{8, 7, 4, 8, 7, 7, 8, 9, 8, 7}), Values(s));
 }
 
-TEST(CellSequence, MemoryGoesBackOnlyThroughOptimizeAndFree) {
-    CellSequence s = Cells(10);
-    Push(s, {1, 2, 3});
-    s.DecNumBusyCells();
-    s.ClearAll();
-    EXPECT_EQ(0, static_cast<const Cell *>(s.GetCellPtr(1))->c);
-    EXPECT_EQ(9, static_cast<const Cell *>(s.GetCellPtr(2))->c);  // beyond the count
-    s.OptimizeSize();
-    EXPECT_EQ(2, Capacity(s));
-    s.SetNumBusyCells(0);
-    s.OptimizeSize();  // nothing busy: the block goes
-    EXPECT_EQ(0, s.HasAllocatedMemory());
-    Push(s, {1});
-    EXPECT_EQ(10, Capacity(s));  // growth starts again from no block
-    s.AllocateBusyCells(0);
-    EXPECT_EQ(1, s.GetCount());
-    s.FreeMemory();
-    s.IncNumBusyCells();
-    s.FreeMemory();  // no block: the count stays
-    EXPECT_EQ(1, s.GetCount());
-}
-
-TEST(CellSequence, CopiesTakeTheCapacityAssignKeepsItsHeap) {
+TEST(CellSequence, CopiesTakeFlagsAndCapacityAssignKeepsItsHeap) {
     QX_Heap own(1, "Cells");
-    CellSequence source(sizeof(Cell), 3, 6, 1, &own);
-    source.MarkAsSorted(1);
+    CellSequence source(sizeof(Cell), 3, 6, 7, &own);
+    source.MarkAsSorted(2);
     Push(source, {1, 2});
 
     CellSequence copy(source), shell(source, 0);
     EXPECT_EQ(&own, QX_Heap::GetHeapOf(copy.GetFirstCell()));
     EXPECT_EQ(1, copy.IsMarkedAsSorted());
     EXPECT_EQ(6, Capacity(copy));
-    EXPECT_EQ((std::vector<int32_t>{1, 2}), Values(copy));
     EXPECT_EQ(0, shell.HasAllocatedMemory());
     Push(shell, {1});
     EXPECT_EQ(6, Capacity(shell));  // the quantum came along
@@ -175,36 +150,10 @@ TEST(CellSequence, CopiesTakeTheCapacityAssignKeepsItsHeap) {
     EXPECT_FALSE(copy == source);
 }
 
-TEST(CellSequence, ReverseSortAndShuffle) {
-    CellSequence s = Cells(0);
-    Push(s, {1, 2, 3, 4, 5});
-    s.Reverse();
-    EXPECT_EQ((std::vector<int32_t>{5, 4, 3, 2, 1}), Values(s));
-    s.CutCells(0, 1);
-    s.Reverse();
-    EXPECT_EQ((std::vector<int32_t>{1, 2, 3, 4}), Values(s));
-
-    // Shuffle draws as CreateArrayOfUniqueUnsortedIndexes does.
-    CellSequence big = Cells(0);
-    for (int32_t v = 0; v < 100; ++v)
-        Push(big, {v});
-    big.Shuffle(77);
-    std::vector<int> expected(100);
-    Randomizer(77).CreateArrayOfUniqueUnsortedIndexes(100, expected.data());
-    EXPECT_EQ(std::vector<int32_t>(expected.begin(), expected.end()), Values(big));
-
-    big.Sort([](const void *a, const void *b) {
-        return static_cast<const Cell *>(a)->a - static_cast<const Cell *>(b)->a;
-    });
-    const std::vector<int32_t> sorted = Values(big);
-    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
-}
-
 TEST(GetPowerOf2, ExponentsOfExactPowersOnly) {
     for (int exponent = 0; exponent < 32; ++exponent) {
-        const unsigned int power = 1u << exponent;
-        EXPECT_EQ(exponent, GetPowerOf2(power));
-        EXPECT_EQ(-1, GetPowerOf2(power | 3));
+        EXPECT_EQ(exponent, GetPowerOf2(1u << exponent));
+        EXPECT_EQ(-1, GetPowerOf2((1u << exponent) | 3));
     }
     EXPECT_EQ(-1, GetPowerOf2(0));
 }

@@ -14,14 +14,12 @@ const StringRef *Body(const String &s) {
 uint32_t Count(const String &s) { return Body(s)->refCount; }
 uint32_t Size(const String &s) { return Body(s)->bufferSize; }
 
-TEST(StringCut, PiecesAreNewBodiesClippedToTheText) {
+TEST(StringCutAndJoin, PiecesAndSumsAreNewBodiesClippedToTheText) {
     const String s("abcdef");
     EXPECT_STREQ("ab", String(s.Left(2)));
     EXPECT_STREQ("def", String(s.Right(3)));
     EXPECT_STREQ("bcd", String(s.Mid(1, 3)));
-    String whole(s.Right(100));
-    EXPECT_STREQ("abcdef", whole);
-    EXPECT_NE(s.c_str(), whole.c_str());
+    EXPECT_STREQ("abcdef", String(s.Right(100)));
     for (const String &empty : {String(s.Left(0)), String(s.Mid(2, 0)), String(s.Mid(6, 5))}) {
         EXPECT_STREQ("", empty);
         EXPECT_EQ(1u, Count(empty));
@@ -30,6 +28,12 @@ TEST(StringCut, PiecesAreNewBodiesClippedToTheText) {
     String a("hello");
     a = a.Left(2);  // the piece replaces the string it was cut from
     EXPECT_STREQ("he", a);
+
+    EXPECT_STREQ("hexyhe", String(a + "xy" + a));
+    EXPECT_STREQ("he\\", String(a + '\\'));
+    EXPECT_STREQ("\\he", String('\\' + a));
+    // An integer added to a String is still arithmetic on its text.
+    static_assert(std::is_same<decltype(a + 1), const char *>::value, "pointer arithmetic");
 }
 
 TEST(StringRemove, RemovingAndKeepingUnshareOnlyWhenTheyWrite) {
@@ -37,16 +41,13 @@ TEST(StringRemove, RemovingAndKeepingUnshareOnlyWhenTheyWrite) {
     String shared = s;
     s.Remove(8, 1).KeepLeft(8).KeepRight(8);
     EXPECT_EQ(shared.c_str(), s.c_str());
-    s.Remove(2, 0);  // inside the text: unshares, changes nothing
-    EXPECT_NE(shared.c_str(), s.c_str());
     s.Remove(1, 2).Remove(4, kAll);
     EXPECT_STREQ("adef", s);
     EXPECT_STREQ("abcdefgh", shared);
 
+    // 234567, 4567, 456, then with nothing to cut in front the first two.
     String t("0123456789");
-    t.KeepMid(2, 6).KeepRight(4).KeepLeft(3);  // 234567, 4567, 456
-    EXPECT_STREQ("456", t);
-    t.KeepMid(9, 2);  // nothing to cut in front: the first two stay
+    t.KeepMid(2, 6).KeepRight(4).KeepLeft(3).KeepMid(9, 2);
     EXPECT_STREQ("45", t);
     t.KeepRight(0);
     EXPECT_STREQ("", t);
@@ -75,50 +76,31 @@ TEST(StringInsert, InsertPrependAndReplace) {
     shared.Insert(2, "").Insert(2, 'x', 0).Insert(0, String());
     EXPECT_EQ(s.c_str(), shared.c_str());
     shared += 'z';
-    EXPECT_STREQ("---abcdefz", shared);
     EXPECT_STREQ("---abcdef", s);
 
     // Into itself: a b becomes a a b b.
     String self("ab");
     self.Insert(1, self, kAll);
     EXPECT_STREQ("aabb", self);
-    self += self;
-    EXPECT_STREQ("aabbaabb", self);
 
-    String p("c");
-    EXPECT_STREQ("12>>abc", p.Prepend("ab").Prepend('>', 2).Prepend(String("12345"), 2));
+    EXPECT_STREQ("12>>abc", String("c").Prepend("ab").Prepend('>', 2).Prepend(String("12345"), 2));
 
     // Replace removes, then inserts.
     String r("hello world");
-    String before = r;
     r.Replace(0, 5, "HOWDY").Replace(5, 0, ",").Replace(100, 3, "!");
     EXPECT_STREQ("HOWDY, world!", r);
-    EXPECT_STREQ("hello world", before);
     r.Replace(1, kAll, "i").Replace(1, 1, r);
     EXPECT_STREQ("HHi", r);
 }
 
-TEST(StringJoin, PlusBuildsOneNewBody) {
-    const String a("ab"), b("cd");
-    String ab(a + b);
-    EXPECT_STREQ("abcd", ab);
-    EXPECT_EQ(1u, Count(ab));
-    EXPECT_EQ(8u, Size(ab));
-    EXPECT_STREQ("abxyab", String(a + "xy" + a));
-    EXPECT_STREQ("ab\\", String(a + '\\'));
-    EXPECT_STREQ("\\ab", String('\\' + a));
-    EXPECT_STREQ("abcdab", String(a + b + a));
-    // An integer added to a String is still arithmetic on its text.
-    static_assert(std::is_same<decltype(a + 1), const char *>::value, "pointer arithmetic");
-}
-
-TEST(StringCase, ChangesCaseAndOrderInAPrivateBody) {
+TEST(StringCaseAndTrim, ChangeInAPrivateBodyOnlyWhenThereIsSomethingToChange) {
     String s("hELLO wORLD");
     String shared = s;
     EXPECT_STREQ("HELLO WORLD", s.MakeUpper());
     EXPECT_STREQ("hELLO wORLD", shared);
     EXPECT_STREQ("hello world", s.MakeLower());
     EXPECT_STREQ("Abc", String("ABC").MakeCapital());
+    EXPECT_STREQ("dcba", String("abcd").Reverse());
 
     String empty, other;
     empty.MakeUpper().MakeLower().MakeCapital();
@@ -126,31 +108,18 @@ TEST(StringCase, ChangesCaseAndOrderInAPrivateBody) {
     empty.Reverse();  // always unshares
     EXPECT_NE(other.c_str(), empty.c_str());
 
-    EXPECT_STREQ("edcba", String("abcde").Reverse());
-    EXPECT_STREQ("dcba", String("abcd").Reverse());
-}
-
-TEST(StringTrim, CutsTheSetFromTheChosenSides) {
     EXPECT_STREQ("a b", String(" \t a b\t ").Trim());
-    EXPECT_STREQ("a b \t", String("  a b \t").TrimLeft());
     EXPECT_STREQ("\t a b", String("\t a b  ").TrimRight());
     EXPECT_STREQ("a.b--.", String("..a.b--.").Trim(".-", 1));
-
-    String blanks("      ");
-    blanks.Trim();
-    EXPECT_STREQ("", blanks);
-    EXPECT_EQ(8u, Size(blanks));
-
-    String clean("a  b");
-    String shared = clean;
-    clean.Trim();
-    EXPECT_EQ(shared.c_str(), clean.c_str());
+    EXPECT_STREQ("", String("      ").Trim());
+    shared = s;
+    s.Trim();
+    EXPECT_EQ(shared.c_str(), s.c_str());
 }
 
-TEST(StringFind, ExactAndIgnoringCase) {
+TEST(StringFind, ExactIgnoringCaseAndOnPlainText) {
     String s("Hello World");
     EXPECT_EQ(6, s.FindFirst('w', 0));
-    EXPECT_EQ(6, s.FindFirst(String("WORLD"), 0));
     EXPECT_EQ(11, s.FindFirst('\0', 1));  // the ending zero
     EXPECT_EQ(0, s.FindFirst('\0', 0));   // an empty text to search for
 
@@ -159,7 +128,6 @@ TEST(StringFind, ExactAndIgnoringCase) {
     EXPECT_EQ(1, String("aAa").FindLast(String("AA"), 0));
     EXPECT_EQ(0, String("abcd").FindLast("abcd"));
     EXPECT_EQ(-1, String("abc").FindLast("abcd"));
-    EXPECT_EQ(6, s.FindLast("world", 0));
 
     EXPECT_EQ(2, s.FindOneOf("lW"));
     EXPECT_EQ(5, s.FindFirstNotOf("lo", 2));
@@ -167,24 +135,11 @@ TEST(StringFind, ExactAndIgnoringCase) {
     EXPECT_EQ(-1, String("   ").FindFirstNotOf(" ", 2));
     EXPECT_EQ(8, s.FindLastNotOf(String("dl")));
     EXPECT_EQ(-1, String("   ").FindLastNotOf(" "));
-
-    EXPECT_EQ(1, s.Contains('h', 0));
     EXPECT_EQ(3u, s.GetNumberOf('l'));
-}
 
-TEST(StringFunctions, SearchCopyAndHashPlainText) {
     const char *text = "find the NEEDLE, the needle";
     EXPECT_EQ(text + 9, stristr(text, "needle"));
-    EXPECT_EQ(text, stristr(text, ""));
     EXPECT_EQ(nullptr, stristr("", "a"));
-    EXPECT_EQ(text + 21, strristr(text, "NEEDLE"));
-
-    char buffer[8] = "xxxxxxx";
-    strcpy_n(buffer, "abc", 0);
-    EXPECT_STREQ("xxxxxxx", buffer);
-    EXPECT_STREQ("", strcpy_n(buffer, "abc", 1));
-    EXPECT_STREQ("abcdefg", strcpy_n(buffer, "abcdefghij", 8));
-
     EXPECT_EQ(0u, GetHashValue(String()));
     EXPECT_EQ((97u << 2) ^ 98u, GetHashValue(String("ab")));
     EXPECT_EQ(0xFFFFFFFFu, GetHashValue(String("\xff")));  // a signed character

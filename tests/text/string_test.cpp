@@ -9,28 +9,20 @@ namespace {
 
 // Opens the protected view of a String: its body and the buffer rules.
 struct Inspect : String {
-    using String::String;
     static uint32_t Round(uint32_t n) { return RoundBufferSize(n); }
-    static const StringRef *Body(const String &s) {
-        return reinterpret_cast<const StringRef *>(s.c_str()) - 1;
-    }
+    static const StringRef *Body(const String &s) { return reinterpret_cast<const StringRef *>(s.c_str()) - 1; }
 };
 
 uint32_t Count(const String &s) { return Inspect::Body(s)->refCount; }
 uint32_t Size(const String &s) { return Inspect::Body(s)->bufferSize; }
 
-TEST(StringBody, RoundBufferSize) {
+TEST(StringBody, EmptyStringsShareOnlyTheBodiesOfDefaultAndClear) {
     EXPECT_EQ(8u, Inspect::Round(0));
-    EXPECT_EQ(8u, Inspect::Round(1));
     EXPECT_EQ(8u, Inspect::Round(8));
     EXPECT_EQ(16u, Inspect::Round(9));
-}
 
-TEST(StringBody, EmptyStringsFromLiteralOwnABodyTheDefaultShares) {
     String fromLiteral("");
     String a, b;
-    EXPECT_TRUE(fromLiteral == "");
-    EXPECT_TRUE(a == "");
     EXPECT_EQ(1u, Count(fromLiteral));
     EXPECT_EQ(8u, Size(fromLiteral));
     EXPECT_EQ(a.c_str(), b.c_str());
@@ -40,33 +32,37 @@ TEST(StringBody, EmptyStringsFromLiteralOwnABodyTheDefaultShares) {
     EXPECT_NE(a.c_str(), b.c_str());
     EXPECT_TRUE(b.IsEmpty());
     EXPECT_EQ(0u, SubString::CreateNull().c_str()[0]);
+
+    String big('x', 5000);
+    String other("y");
+    other.Clear();
+    uint32_t blocks = _stringHeap->GetBlockCount();
+    big.Clear();
+    EXPECT_EQ(blocks - 1, _stringHeap->GetBlockCount());  // the buffer goes back
+    EXPECT_EQ(other.c_str(), big.c_str());                // both share the empty body of Clear
+    String viaEmptyText("abc");
+    viaEmptyText = "";
+    EXPECT_EQ(other.c_str(), viaEmptyText.c_str());
 }
 
-TEST(StringBody, CopiesShareUntilOneIsChanged) {
+TEST(StringBody, CopiesShareUntilOneIsChangedTheSoleOwnerResizesInPlace) {
     String a("hello");
     String b = a;
     EXPECT_EQ(a.c_str(), b.c_str());
     EXPECT_EQ(2u, Count(a));
     b.EnsureBufferSize(100);
     EXPECT_NE(a.c_str(), b.c_str());
-    EXPECT_STREQ("hello", a);
     EXPECT_STREQ("hello", b);
     EXPECT_EQ(104u, Size(b));
     EXPECT_EQ(5u, b.GetLength());
     EXPECT_EQ(1u, Count(a));
-    EXPECT_EQ(8u, Size(a));
-}
 
-TEST(StringBody, SoleOwnerGrowsAndShrinksInPlaceOfItsText) {
     String s("abc");
     s.EnsureBufferSize(1000);
     EXPECT_EQ(1008u, Size(s));
-    EXPECT_STREQ("abc", s);
     s.FreeExtraBufferSize();
     EXPECT_EQ(8u, Size(s));
     EXPECT_STREQ("abc", s);
-    EXPECT_EQ(3u, s.GetLength());
-
     // On a shared body the spare room goes with a private copy.
     s.EnsureBufferSize(50);
     String t = s;
@@ -74,20 +70,11 @@ TEST(StringBody, SoleOwnerGrowsAndShrinksInPlaceOfItsText) {
     EXPECT_NE(s.c_str(), t.c_str());
     EXPECT_EQ(56u, Size(s));
     EXPECT_EQ(8u, Size(t));
-}
 
-TEST(StringBody, ClearGivesTheBufferBack) {
-    String big('x', 5000);
-    String other("y");
-    other.Clear();
-    uint32_t blocks = _stringHeap->GetBlockCount();
-    big.Clear();
-    EXPECT_TRUE(big.IsEmpty());
-    EXPECT_EQ(blocks - 1, _stringHeap->GetBlockCount());
-    EXPECT_EQ(other.c_str(), big.c_str());  // both share the empty body of Clear
-    String viaEmptyText("abc");
-    viaEmptyText = "";
-    EXPECT_TRUE(viaEmptyText.IsEmpty());
+    // SetChar writes into the body as it is, shared or not.
+    t = s;
+    t.SetChar(0, 'X');
+    EXPECT_STREQ("Xbc", s);
 }
 
 TEST(StringBody, SubStringHandsOverOneReference) {
@@ -97,11 +84,7 @@ TEST(StringBody, SubStringHandsOverOneReference) {
     EXPECT_EQ(nullptr, b.c_str());  // b can only be destroyed now
     EXPECT_EQ(a.c_str(), moved.c_str());
     EXPECT_EQ(2u, Count(a));
-
-    String created(SubString::Create("xyz", 2));
-    EXPECT_STREQ("xy", created);
-    EXPECT_EQ(1u, Count(created));
-    EXPECT_EQ(8u, Size(created));
+    EXPECT_STREQ("xy", String(SubString::Create("xyz", 2)));
 
     // A SubString assigned to the string it was taken from replaces it.
     String c("hello");
@@ -111,55 +94,30 @@ TEST(StringBody, SubStringHandsOverOneReference) {
     EXPECT_EQ(1u, Count(c));
 }
 
-TEST(StringConstruction, PiecesOfTextAndRepeatedCharacters) {
+TEST(StringConstruction, PiecesRepeatsNumbersAndReading) {
     EXPECT_STREQ("cde", String("abcdefg", 2, 3));
     EXPECT_STREQ("cdefg", String("abcdefg", 2, 0xFFFFFFFFu));
     String s("abcdefg");
     EXPECT_STREQ("defg", String(s, 3, 0xFFFFFFFFu));
-    EXPECT_STREQ("b", String(s, 1, 1));
     EXPECT_STREQ("", String(s, 7, 0xFFFFFFFFu));
     EXPECT_STREQ("zzzz", String('z', 4));
     EXPECT_STREQ("", String('z', 0));
-}
 
-TEST(StringConstruction, Numbers) {
-    EXPECT_STREQ("65535", String(static_cast<unsigned short>(65535)));
-    EXPECT_STREQ("-1", String(static_cast<short>(-1)));
     EXPECT_STREQ("-2147483648", String(static_cast<int>(INT32_MIN)));
     EXPECT_STREQ("4294967295", String(0xFFFFFFFFu));
     EXPECT_STREQ("0", String(0));
-    EXPECT_STREQ("-42", String(-42L));
-    EXPECT_STREQ("42", String(42UL));
     EXPECT_STREQ("1.50", String(1.5f));
     EXPECT_STREQ("2.25", String(2.25));
     EXPECT_STREQ("0x00ff", String(255, "0x%04x"));
-    EXPECT_STREQ("-7", String(static_cast<short>(-7), "%d"));
     EXPECT_STREQ("1.5e+00", String(1.5, "%.1e"));
     // A format that makes more than 79 characters is cut there.
     EXPECT_EQ(79u, String(1.0e100, "%.70f").GetLength());
-}
 
-TEST(StringReading, CharactersAndEnds) {
-    String s("abc");
-    EXPECT_EQ('a', s.GetFirstChar());
-    EXPECT_EQ('c', s.GetLastChar());
-    EXPECT_EQ('b', s.GetChar(1));
-    EXPECT_EQ('b', static_cast<const String &>(s)[1]);
+    EXPECT_EQ('g', s.GetLastChar());
     EXPECT_EQ(0, String().GetLastChar());
-    EXPECT_EQ(0, String().GetFirstChar());
-    EXPECT_TRUE(!String());
-    EXPECT_FALSE(!s);
-    EXPECT_EQ(3u, s.length());
-
-    // SetChar writes into the body as it is, shared or not.
-    String t = s;
-    t.SetChar(0, 'X');
-    EXPECT_STREQ("Xbc", s);
 }
 
 TEST(StringConversions, ReadLikeTheRuntimeWith32BitResults) {
-    EXPECT_EQ(255, String("ff").to_int(16));
-    EXPECT_EQ(8, String("010").to_int(0));
     EXPECT_EQ(0, String("abc").to_int(10));
     EXPECT_EQ(-12, String("  -12xyz").to_int32());
     EXPECT_EQ(INT32_MAX, String("99999999999").to_int32());
@@ -171,20 +129,17 @@ TEST(StringConversions, ReadLikeTheRuntimeWith32BitResults) {
     EXPECT_EQ(static_cast<char>(0x34), String("0x1234").to_char(16));
     EXPECT_EQ(static_cast<short>(0x5678), String("12345678").to_short(16));
     EXPECT_EQ(0xFFFF, String("-1").to_ushort());
-    EXPECT_EQ(200, String("200").to_uchar());
     EXPECT_DOUBLE_EQ(2.5, String("2.5kg").to_double());
     EXPECT_FLOAT_EQ(-0.25f, String("-.25").to_float());
 }
 
 TEST(StringCompare, OrderingFollowsTheThreadsMode) {
-    EXPECT_TRUE(String("abc") == "abc");
     EXPECT_TRUE(String("abc") != "ABC");
     EXPECT_TRUE(String("B") < String("a"));
     // Bytes above 127 order after ASCII: the comparison is unsigned.
     EXPECT_TRUE(String("z") < String("\xe9"));
     {
         CaseSensitive insensitive(0);
-        EXPECT_EQ(0, CaseSensitive::GetMode());
         EXPECT_TRUE(String("abc") == "ABC");
         EXPECT_TRUE(String("a") < String("B"));
         {
@@ -192,16 +147,6 @@ TEST(StringCompare, OrderingFollowsTheThreadsMode) {
             EXPECT_TRUE(String("abc") != "ABC");
         }
         EXPECT_TRUE(String("abc") == "ABC");
-
-        // Another thread keeps its own mode, 1 from its start.
-        int otherMode = -1;
-        bool otherEqual = true;
-        std::thread([&] {
-            otherMode = CaseSensitive::GetMode();
-            otherEqual = String("abc") == "ABC";
-        }).join();
-        EXPECT_EQ(1, otherMode);
-        EXPECT_FALSE(otherEqual);
     }
     EXPECT_EQ(1, CaseSensitive::GetMode());
 }
@@ -209,9 +154,7 @@ TEST(StringCompare, OrderingFollowsTheThreadsMode) {
 TEST(StringHeapUse, ObjectsAndBodiesLiveOnTheStringHeap) {
     uint32_t before = _stringHeap->GetBlockCount();
     String *s = new String("on the heap");
-    EXPECT_EQ(_stringHeap, QX_Heap::GetHeapOf(s));
-    EXPECT_EQ(_stringHeap, QX_Heap::GetHeapOf(s->c_str() - sizeof(StringRef)));
-    EXPECT_EQ(before + 2, _stringHeap->GetBlockCount());
+    EXPECT_EQ(before + 2, _stringHeap->GetBlockCount());  // the object and its body
     delete s;
     EXPECT_EQ(before, _stringHeap->GetBlockCount());
 
