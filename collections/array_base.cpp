@@ -309,50 +309,41 @@ CollectionElement *ArrayBase::LinearFindGreatest(int *index) const {
     return Found(best, index);
 }
 
-CollectionElement *ArrayBase::LinearFindClosestSmaller(const CollectionElement &key, int *index) const {
+// The element nearest to `key` on one side of it (`side` below 0: the
+// smaller side, above 0: the greater), with the element as the receiver of
+// Compare.  Nearer means greater on the smaller side and smaller on the
+// greater side.  With `stopAtEqual` the first element equal to `key` ends
+// the walk and is the result.  -1 when nothing qualifies.
+int32_t ArrayBase::LinearFindClosest(const CollectionElement &key, int side, int stopAtEqual) const {
     int32_t best = -1;
     for (int32_t i = 0; i < count; ++i) {
         const CollectionElement *e = GetCell(i);
-        if (e->Compare(key, compareMode) < 0 && (best < 0 || e->Compare(*GetCell(best), compareMode) > 0))
+        const int32_t order = e->Compare(key, compareMode);
+        if (order == 0 && stopAtEqual)
+            return i;
+        if (side < 0 ? order >= 0 : order <= 0)
+            continue;
+        if (best < 0 || (side < 0 ? e->Compare(*GetCell(best), compareMode) > 0
+                                  : e->Compare(*GetCell(best), compareMode) < 0))
             best = i;
     }
-    return Found(best, index);
+    return best;
+}
+
+CollectionElement *ArrayBase::LinearFindClosestSmaller(const CollectionElement &key, int *index) const {
+    return Found(LinearFindClosest(key, -1, 0), index);
 }
 
 CollectionElement *ArrayBase::LinearFindClosestGreater(const CollectionElement &key, int *index) const {
-    int32_t best = -1;
-    for (int32_t i = 0; i < count; ++i) {
-        const CollectionElement *e = GetCell(i);
-        if (e->Compare(key, compareMode) > 0 && (best < 0 || e->Compare(*GetCell(best), compareMode) < 0))
-            best = i;
-    }
-    return Found(best, index);
+    return Found(LinearFindClosest(key, 1, 0), index);
 }
 
 CollectionElement *ArrayBase::LinearFindEqualOrSmaller(const CollectionElement &key, int *index) const {
-    int32_t best = -1;
-    for (int32_t i = 0; i < count; ++i) {
-        const CollectionElement *e = GetCell(i);
-        const int32_t order = e->Compare(key, compareMode);
-        if (order == 0)
-            return Found(i, index);
-        if (order < 0 && (best < 0 || e->Compare(*GetCell(best), compareMode) > 0))
-            best = i;
-    }
-    return Found(best, index);
+    return Found(LinearFindClosest(key, -1, 1), index);
 }
 
 CollectionElement *ArrayBase::LinearFindEqualOrGreater(const CollectionElement &key, int *index) const {
-    int32_t best = -1;
-    for (int32_t i = 0; i < count; ++i) {
-        const CollectionElement *e = GetCell(i);
-        const int32_t order = e->Compare(key, compareMode);
-        if (order == 0)
-            return Found(i, index);
-        if (order > 0 && (best < 0 || e->Compare(*GetCell(best), compareMode) < 0))
-            best = i;
-    }
-    return Found(best, index);
+    return Found(LinearFindClosest(key, 1, 1), index);
 }
 
 int AreEqual(const ArrayBase &a, const ArrayBase &b, int mode) {

@@ -222,6 +222,9 @@ private:
     // index of the first equal element it hits, or -1 with `low` on the
     // first element greater than the key and `high` on the last smaller one.
     int32_t Halve(const CollectionElement &key, int32_t &low, int32_t &high) const;
+    // The index of the element nearest to `key` on the side `side` names
+    // (below 0: smaller), or of the first equal one with `stopAtEqual`.
+    int32_t LinearFindClosest(const CollectionElement &key, int side, int stopAtEqual) const;
 
     int32_t compareMode;  // handed to every Compare call
 };
