@@ -21,30 +21,14 @@ std::string ModulePath() {
     return path;
 }
 
-class StringModule : public testing::Test {
-protected:
-    void SetUp() override {
-        module = LoadLibraryA(ModulePath().c_str());
-        ASSERT_NE(module, nullptr) << "error " << GetLastError() << " for " << ModulePath();
-    }
-    void TearDown() override {
-        if (module != nullptr) {
-            EXPECT_TRUE(FreeLibrary(module));
-        }
-    }
-
-    HMODULE module = nullptr;
+// LoadStringA copies at most bufferMax - 1 characters and a zero, and
+// counts what it copied.
+TEST(StringModule, CopiesTheStringCutToTheBufferAndCountsIt) {
+    HMODULE module = LoadLibraryA(ModulePath().c_str());
+    ASSERT_NE(module, nullptr) << "error " << GetLastError() << " for " << ModulePath();
     char buffer[64];
-};
-
-TEST_F(StringModule, CopiesTheStringAndCountsIt) {
-    EXPECT_EQ(LoadStringA(module, 18008, buffer, sizeof buffer), 25);
-    EXPECT_STREQ(buffer, "Nom de dossier incorrect.");
     EXPECT_EQ(LoadStringA(module, 7, buffer, sizeof buffer), 19);
     EXPECT_STREQ(buffer, "Ligne un\nLigne deux") << "the escape must arrive as a newline";
-}
-
-TEST_F(StringModule, CutsToBufferMaxMinusOne) {
     memset(buffer, '#', sizeof buffer);
     EXPECT_EQ(LoadStringA(module, 18008, buffer, 10), 9);
     EXPECT_STREQ(buffer, "Nom de do");
@@ -52,9 +36,7 @@ TEST_F(StringModule, CutsToBufferMaxMinusOne) {
     EXPECT_EQ(LoadStringA(module, 18008, buffer, 1), 0);
     EXPECT_EQ(buffer[0], '\0');
     EXPECT_EQ(buffer[1], 'o');
-}
 
-TEST_F(StringModule, MissingStringGivesZero) {
     strcpy(buffer, "untouched");
     // 8 shares a Windows string block with 7; 4242 has no block at all.
     EXPECT_EQ(LoadStringA(module, 8, buffer, sizeof buffer), 0);
@@ -70,34 +52,28 @@ TEST_F(StringModule, MissingStringGivesZero) {
     EXPECT_EQ(LoadStringA(module, 18008, buffer, 0), 0);
     EXPECT_STREQ(buffer, "untouched");
 #endif
-}
 
-TEST_F(StringModule, LoadingAgainCountsAReference) {
+    // Loading again counts a reference: one FreeLibrary leaves it loaded.
     HMODULE again = LoadLibraryA(ModulePath().c_str());
     EXPECT_EQ(again, module);
     EXPECT_TRUE(FreeLibrary(again));
     EXPECT_EQ(LoadStringA(module, 18008, buffer, sizeof buffer), 25) << "unloaded too early";
-}
-
-TEST(Modules, MissingFileIsModNotFound) {
+    EXPECT_STREQ(buffer, "Nom de dossier incorrect.");
+#if !defined(_WIN32)
+    // Drive-letter names are the layer's own business: a Windows build gets
+    // a Windows path from CMake.
+    std::string name = "Z:" + ModulePath();
+    std::replace(name.begin(), name.end(), '/', '\\');
+    EXPECT_EQ(LoadLibraryA(name.c_str()), module) << name;
+    EXPECT_TRUE(FreeLibrary(module));
+    name[0] = 'C';
+    EXPECT_EQ(LoadLibraryA(name.c_str()), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+#endif
+    EXPECT_TRUE(FreeLibrary(module));
     SetLastError(0);
     EXPECT_EQ(LoadLibraryA("cvz_no_such_module.dll"), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
 }
-
-#if !defined(_WIN32)
-// Drive-letter names are the layer's own business: a Windows build gets a
-// Windows path from CMake.
-TEST_F(StringModule, LoadsByADriveLetterName) {
-    std::string name = "Z:" + ModulePath();
-    std::replace(name.begin(), name.end(), '/', '\\');
-    HMODULE same = LoadLibraryA(name.c_str());
-    EXPECT_EQ(same, module) << name;
-    FreeLibrary(same);
-    name[0] = 'C';
-    EXPECT_EQ(LoadLibraryA(name.c_str()), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
-}
-#endif
 
 }  // namespace
