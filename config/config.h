@@ -397,7 +397,7 @@ public:
     void BuildFromBlock(const char *block, unsigned int size);
     // The deepest level below the root at which BuildFromBlock still opens
     // a group; no real settings text comes near it.
-    static constexpr int MaxBlockDepth = 256;
+    enum { MaxBlockDepth = 256 };
 
     // The path list: for each value key in the order of the text format,
     // its group path below the root and its name joined by backslashes (no
