@@ -24,26 +24,12 @@ AUndoMemento::AUndoMemento(const String &name, int actionInstance, int packable,
       packable(packable != 0) {}
 
 AUndoMemento::AUndoMemento(const char *name, int actionInstance, int packable, int majorModification)
-    : actionName(name),
-      actionInstance(actionInstance),
-      majorModification(majorModification != 0),
-      packable(packable != 0) {}
+    : AUndoMemento(String(name), actionInstance, packable, majorModification) {}
 
-AUndoMemento::AUndoMemento(const AUndoMemento &other)
-    : ListElement(other),
-      actionName(other.actionName),
-      actionInstance(other.actionInstance),
-      majorModification(other.majorModification),
-      packable(other.packable) {}
-
-AUndoMemento &AUndoMemento::operator=(const AUndoMemento &other) {
-    ListElement::operator=(other);
-    actionName = other.actionName;
-    actionInstance = other.actionInstance;
-    majorModification = other.majorModification;
-    packable = other.packable;
-    return *this;
-}
+// Copies take the links (stale until a list links the copy), the name
+// (sharing its text), the instance and both flags.
+AUndoMemento::AUndoMemento(const AUndoMemento &other) = default;
+AUndoMemento &AUndoMemento::operator=(const AUndoMemento &other) = default;
 
 AUndoMemento::~AUndoMemento() {}
 
@@ -72,21 +58,10 @@ AUndoable::AUndoable(int maxNumOfUndoMementos)
       maxNumOfUndoMementos(maxNumOfUndoMementos),
       excludedName(kNoExcludedName) {}
 
-AUndoable::AUndoable(const AUndoable &other)
-    : undoList(other.undoList),
-      redoList(other.redoList),
-      undoDisabled(other.undoDisabled),
-      maxNumOfUndoMementos(other.maxNumOfUndoMementos),
-      excludedName(other.excludedName) {}
-
-AUndoable &AUndoable::operator=(const AUndoable &other) {
-    undoList = other.undoList;
-    redoList = other.redoList;
-    undoDisabled = other.undoDisabled;
-    maxNumOfUndoMementos = other.maxNumOfUndoMementos;
-    excludedName = other.excludedName;
-    return *this;
-}
+// Copying clones every memento of both lists (List's copy and assignment),
+// then takes the other fields.
+AUndoable::AUndoable(const AUndoable &other) = default;
+AUndoable &AUndoable::operator=(const AUndoable &other) = default;
 
 AUndoable::~AUndoable() {}
 
