@@ -8,7 +8,7 @@
 //    "bold" step and a repeat of its state (grouped by IsSameState).
 //    Plain adopts mementos that take part in neither.  AllocOnly makes and
 //    deletes the same mementos and nothing else: the floor under both.
-//  - *List_Append, *List_Find, *List_Sort: DoubleListOfPtr beside
+//  - List_Append, List_Sort (for each list type) and *List_Find: DoubleListOfPtr beside
 //    DoubleList on the same elements in the same random order, compared by
 //    the same virtual Compare (the pointer list's comparer calls it).  Find
 //    searches for the last element, a full walk.
@@ -155,8 +155,16 @@ void Fill(DoubleListOfPtr &list) {
         list.Append(item.get());
 }
 
-void DoubleList_Append(benchmark::State &state) {
-    DoubleList list(0);
+// The same timings on both kinds of list: a list of `ListType` that owns
+// nothing, given the comparison of Items where it needs one.
+void Prepare(DoubleList &) {}
+void Prepare(DoubleListOfPtr &list) {
+    list.SetComparer(CompareItems);
+}
+
+template <class ListType>
+void List_Append(benchmark::State &state) {
+    ListType list(0);
     for (auto _ : state) {
         Fill(list);
         benchmark::DoNotOptimize(list.GetLast());
@@ -167,14 +175,17 @@ void DoubleList_Append(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations() * kElements);
 }
 
-void PtrList_Append(benchmark::State &state) {
-    DoubleListOfPtr list(0);
+template <class ListType>
+void List_Sort(benchmark::State &state) {
+    ListType list(0);
+    Prepare(list);
     for (auto _ : state) {
-        Fill(list);
-        benchmark::DoNotOptimize(list.GetLast());
         state.PauseTiming();
         list.DetachAll();
+        Fill(list);
         state.ResumeTiming();
+        list.Sort();
+        benchmark::DoNotOptimize(list.GetFirst());
     }
     state.SetItemsProcessed(state.iterations() * kElements);
 }
@@ -191,39 +202,11 @@ void DoubleList_Find(benchmark::State &state) {
 
 void PtrList_Find(benchmark::State &state) {
     DoubleListOfPtr list(0);
-    list.SetComparer(CompareItems);
+    Prepare(list);
     Fill(list);
     const Item key(Items().back()->key);
     for (auto _ : state)
         benchmark::DoNotOptimize(list.FindEqual(&key));
-    state.SetItemsProcessed(state.iterations() * kElements);
-}
-
-void DoubleList_Sort(benchmark::State &state) {
-    DoubleList list(0);
-    for (auto _ : state) {
-        state.PauseTiming();
-        list.DetachAll();
-        Fill(list);
-        state.ResumeTiming();
-        list.Sort();
-        benchmark::DoNotOptimize(list.GetFirst());
-    }
-    state.SetItemsProcessed(state.iterations() * kElements);
-    list.DetachAll();
-}
-
-void PtrList_Sort(benchmark::State &state) {
-    DoubleListOfPtr list(0);
-    list.SetComparer(CompareItems);
-    for (auto _ : state) {
-        state.PauseTiming();
-        list.DetachAll();
-        Fill(list);
-        state.ResumeTiming();
-        list.Sort();
-        benchmark::DoNotOptimize(list.GetFirst());
-    }
     state.SetItemsProcessed(state.iterations() * kElements);
 }
 
@@ -254,12 +237,12 @@ void Messages_FindString(benchmark::State &state) {
 BENCHMARK(Undo_AdoptGroupingPacking)->Unit(benchmark::kMillisecond);
 BENCHMARK(Undo_AdoptPlain)->Unit(benchmark::kMillisecond);
 BENCHMARK(Undo_AllocOnly)->Unit(benchmark::kMillisecond);
-BENCHMARK(DoubleList_Append)->Unit(benchmark::kMicrosecond);
-BENCHMARK(PtrList_Append)->Unit(benchmark::kMicrosecond);
+BENCHMARK_TEMPLATE(List_Append, DoubleList)->Unit(benchmark::kMicrosecond);
+BENCHMARK_TEMPLATE(List_Append, DoubleListOfPtr)->Unit(benchmark::kMicrosecond);
 BENCHMARK(DoubleList_Find)->Unit(benchmark::kMicrosecond);
 BENCHMARK(PtrList_Find)->Unit(benchmark::kMicrosecond);
-BENCHMARK(DoubleList_Sort)->Unit(benchmark::kMillisecond);
-BENCHMARK(PtrList_Sort)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(List_Sort, DoubleList)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(List_Sort, DoubleListOfPtr)->Unit(benchmark::kMillisecond);
 BENCHMARK(Messages_FindCachedStringHit);
 BENCHMARK(Messages_FindString);
 
