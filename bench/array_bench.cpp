@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "collections/array_base.h"
+#include "CommonVcZq/collections/array_base.h"
 
 namespace {
 

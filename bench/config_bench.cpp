@@ -29,7 +29,7 @@
 #include <string>
 #include <vector>
 
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 #if defined(CVZ_HAVE_QT)
 #include <sys/stat.h>

@@ -9,7 +9,7 @@
 //    the slack takes the two blocks past its trim threshold (128 KB), so each
 //    iteration also gives the heap's top back to the system and faults it in
 //    again; MALLOC_TRIM_THRESHOLD_=268435456 shows the case without that.
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 #include <benchmark/benchmark.h>
 

@@ -18,7 +18,7 @@
 #include <random>
 #include <vector>
 
-#include "collections/double_list.h"
+#include "CommonVcZq/collections/double_list.h"
 
 namespace {
 

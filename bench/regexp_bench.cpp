@@ -17,7 +17,7 @@
 #include <re2/re2.h>
 #endif
 
-#include "text/regexp.h"
+#include "CommonVcZq/text/regexp.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <sstream>
 #include <string>
 
-#include "text/string.h"
-#include "tools/memory_stream.h"
+#include "CommonVcZq/text/string.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "text/string.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

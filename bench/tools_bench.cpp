@@ -14,8 +14,8 @@
 #include <random>
 #include <vector>
 
-#include "tools/checksums.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/checksums.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 #if defined(CVZ_HAVE_ZLIB)
 #include <zlib.h>

@@ -21,11 +21,11 @@
 #include <random>
 #include <vector>
 
-#include "collections/double_list.h"
-#include "collections/double_list_of_ptr.h"
-#include "text/message_cache.h"
-#include "text/messages.h"
-#include "undo/undoable.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/collections/double_list_of_ptr.h"
+#include "CommonVcZq/text/message_cache.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/undo/undoable.h"
 
 namespace {
 

@@ -11,5 +11,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-find_program(CVZ_WINE wine REQUIRED)
+# Debian's wine package puts wine on the PATH; wine64 alone keeps its
+# programs under /usr/lib/wine.
+find_program(CVZ_WINE NAMES wine wine64 PATHS /usr/lib/wine REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CVZ_WINE})

@@ -2,7 +2,7 @@
 //
 // Cells are moved by CellSequence with memmove; this file adds what looks
 // through the pointers: ownership, cloning, ordering and searching.
-#include "collections/array_base.h"
+#include "CommonVcZq/collections/array_base.h"
 
 #include <string.h>
 

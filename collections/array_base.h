@@ -62,9 +62,9 @@
 
 #include <new>
 
-#include "collections/cell_sequence.h"
-#include "collections/collection.h"
-#include "frame/api.h"
+#include "CommonVcZq/collections/cell_sequence.h"
+#include "CommonVcZq/collections/collection.h"
+#include "CommonVcZq/frame/api.h"
 
 class CVZ_API ArrayBase : public CellSequence {
 public:

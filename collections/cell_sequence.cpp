@@ -3,15 +3,15 @@
 // Cells move with memmove and copy as whole runs; no loop runs cell by cell
 // on insertion or removal.  The byte functions are not called with a count
 // of 0, as the block may then be null.
-#include "collections/cell_sequence.h"
+#include "CommonVcZq/collections/cell_sequence.h"
 
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 
-#include "qx_vc/qx_heap.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 namespace {
 

@@ -29,8 +29,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "collections/collection.h"
-#include "frame/api.h"
+#include "CommonVcZq/collections/collection.h"
+#include "CommonVcZq/frame/api.h"
 
 class QX_Heap;
 

@@ -1,5 +1,5 @@
 // Collection, CollectionElement and GetPowerOf2.
-#include "collections/collection.h"
+#include "CommonVcZq/collections/collection.h"
 
 // --------------------------------------------------------------- Collection
 

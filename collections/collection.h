@@ -18,7 +18,7 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 class CVZ_API Collection {
 public:

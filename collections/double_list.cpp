@@ -3,11 +3,11 @@
 // The pointer work on the links is LinkedChain's, shared with
 // DoubleListOfPtr; what is here decides which elements move, which are
 // cloned and which are deleted.
-#include "collections/double_list.h"
+#include "CommonVcZq/collections/double_list.h"
 
 #include "collections/linked_chain.h"
 
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 ListElement::~ListElement() {}
 

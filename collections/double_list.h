@@ -31,8 +31,8 @@
 
 #include <stdint.h>
 
-#include "collections/collection.h"
-#include "frame/api.h"
+#include "CommonVcZq/collections/collection.h"
+#include "CommonVcZq/frame/api.h"
 
 class DoubleList;
 template <class Node>

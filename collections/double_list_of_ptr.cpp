@@ -3,11 +3,11 @@
 // The pointer work on the links is LinkedChain's, shared with DoubleList.
 // Nodes are allocated in LinkNew and freed where a pointer leaves the list;
 // moving a node between places or lists never reallocates it.
-#include "collections/double_list_of_ptr.h"
+#include "CommonVcZq/collections/double_list_of_ptr.h"
 
 #include "collections/linked_chain.h"
 
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 // --------------------------------------------------------- CollectionOfPtr
 

@@ -40,8 +40,8 @@
 
 #include <stdint.h>
 
-#include "collections/collection.h"
-#include "frame/api.h"
+#include "CommonVcZq/collections/collection.h"
+#include "CommonVcZq/frame/api.h"
 
 // The base of containers of plain pointers: the flags and count of
 // Collection, and the three hooks that act for the pointed-to objects.

@@ -1,5 +1,5 @@
 // HashListElement and HashListImp.
-#include "collections/hash_list.h"
+#include "CommonVcZq/collections/hash_list.h"
 
 #include <string.h>
 

@@ -29,8 +29,8 @@
 
 #include <stdint.h>
 
-#include "collections/double_list.h"
-#include "frame/api.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/frame/api.h"
 
 class CVZ_API HashListElement : public ListElement {
 public:

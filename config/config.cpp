@@ -3,13 +3,13 @@
 //
 // Lookups walk the child list of the current group with _stricmp on a
 // composed name kept on the stack, so they allocate nothing.
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 #include <string.h>
 
 #include "frame/globals.h"
 #include "platform/win32.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 namespace {
 

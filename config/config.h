@@ -82,11 +82,11 @@
 
 #include <stdint.h>
 
-#include "collections/double_list.h"
-#include "files/file_name.h"
-#include "frame/api.h"
-#include "text/string.h"
-#include "text/text_functions.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/files/file_name.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
+#include "CommonVcZq/text/text_functions.h"
 
 class Config;
 class MemoryStream;

@@ -7,8 +7,8 @@
 // up as they do.
 #include <string.h>
 
-#include "config/config.h"
-#include "tools/memory_stream.h"
+#include "CommonVcZq/config/config.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 namespace {
 

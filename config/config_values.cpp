@@ -4,7 +4,7 @@
 // narrow integer types go through the 32-bit members and keep the low bits
 // of the result, so that each type's text form and parsing are those of
 // its 32-bit sibling: signed types by strtol, unsigned ones by strtoul.
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 #include <ctype.h>
 #include <string.h>

@@ -7,12 +7,12 @@
 // '\'.  Nothing here touches the file system; GetCurrentPath, GetCurrentDrive
 // and GetApplicationPath ask the platform for a name, in a buffer of 260
 // bytes, and give an empty text when it has none that fits.
-#include "files/file_name.h"
+#include "CommonVcZq/files/file_name.h"
 
 #include <string.h>
 
 #include "platform/win32.h"
-#include "text/text_functions.h"
+#include "CommonVcZq/text/text_functions.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 // allocated through String::operator new.  When the heap has no room for the
 // object, `new` gives null and the text is simply absent: a record can still
 // be raised when memory is short.
-#include "frame/exception.h"
+#include "CommonVcZq/frame/exception.h"
 
 #include "frame/globals.h"
 #include "platform/win32.h"
-#include "text/messages.h"
-#include "text/string.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -21,7 +21,7 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 class String;
 

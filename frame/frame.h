@@ -10,7 +10,7 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 // Sends one printf-formatted line to the platform's debug channel
 // (OutputDebugStringA; on POSIX, standard error).  The text must fit 998

@@ -6,10 +6,10 @@
 
 #include <stdint.h>
 
-#include "frame/exception.h"
-#include "frame/frame.h"
-#include "frame/heap.h"
-#include "platform/application.h"
+#include "CommonVcZq/frame/exception.h"
+#include "CommonVcZq/frame/frame.h"
+#include "CommonVcZq/frame/heap.h"
+#include "CommonVcZq/platform/application.h"
 
 // Per-thread state.  Its initial image is static, so no code runs when a
 // thread starts: a thread that never called the library sees these values.

@@ -7,8 +7,8 @@
 #ifndef CVZ_FRAME_HEAP_H
 #define CVZ_FRAME_HEAP_H
 
-#include "frame/api.h"
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 // The heap of all text bodies, made at load and ended at unload.
 extern CVZ_API QX_Heap *_stringHeap;

@@ -12,11 +12,11 @@
 // exists: per-thread state has a static initial image (frame/frame.cpp).
 #include "frame/globals.h"
 #include "platform/win32.h"
-#include "text/message_cache.h"
-#include "text/string.h"
-#include "threads/locks.h"
-#include "threads/timer.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/text/message_cache.h"
+#include "CommonVcZq/text/string.h"
+#include "CommonVcZq/threads/locks.h"
+#include "CommonVcZq/threads/timer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 // Step 1: the randomizer the library shares, seeded from the tick count.
 Randomizer _defaultRandomizer(0);

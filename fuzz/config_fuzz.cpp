@@ -23,7 +23,7 @@
 #include <memory>
 #include <string>
 
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 namespace {
 

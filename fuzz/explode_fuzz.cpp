@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "text/text_functions.h"
+#include "CommonVcZq/text/text_functions.h"
 
 namespace {
 

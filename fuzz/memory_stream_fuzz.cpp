@@ -12,7 +12,7 @@
 
 #include <memory>
 
-#include "tools/memory_stream.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 
 #include <string>
 
-#include "files/file_name.h"
+#include "CommonVcZq/files/file_name.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include <string>
 
-#include "text/regexp.h"
+#include "CommonVcZq/text/regexp.h"
 
 namespace {
 

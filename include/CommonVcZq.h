@@ -2,38 +2,38 @@
 #ifndef COMMONVCZQ_H
 #define COMMONVCZQ_H
 
-#include "frame/api.h"
-#include "frame/exception.h"
-#include "frame/frame.h"
-#include "frame/heap.h"
-#include "platform/application.h"
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/frame/exception.h"
+#include "CommonVcZq/frame/frame.h"
+#include "CommonVcZq/frame/heap.h"
+#include "CommonVcZq/platform/application.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
-#include "text/message_cache.h"
-#include "text/messages.h"
-#include "text/regexp.h"
-#include "text/string.h"
-#include "text/text_functions.h"
+#include "CommonVcZq/text/message_cache.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/text/regexp.h"
+#include "CommonVcZq/text/string.h"
+#include "CommonVcZq/text/text_functions.h"
 
-#include "collections/array_base.h"
-#include "collections/cell_sequence.h"
-#include "collections/collection.h"
-#include "collections/double_list.h"
-#include "collections/double_list_of_ptr.h"
-#include "collections/hash_list.h"
+#include "CommonVcZq/collections/array_base.h"
+#include "CommonVcZq/collections/cell_sequence.h"
+#include "CommonVcZq/collections/collection.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/collections/double_list_of_ptr.h"
+#include "CommonVcZq/collections/hash_list.h"
 
-#include "files/file_name.h"
+#include "CommonVcZq/files/file_name.h"
 
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
-#include "threads/locks.h"
-#include "threads/thread.h"
-#include "threads/timer.h"
+#include "CommonVcZq/threads/locks.h"
+#include "CommonVcZq/threads/thread.h"
+#include "CommonVcZq/threads/timer.h"
 
-#include "tools/checksums.h"
-#include "tools/memory_stream.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/checksums.h"
+#include "CommonVcZq/tools/memory_stream.h"
+#include "CommonVcZq/tools/randomizer.h"
 
-#include "undo/undoable.h"
+#include "CommonVcZq/undo/undoable.h"
 
 #endif

@@ -15,7 +15,7 @@
 #ifndef CVZ_PLATFORM_APPLICATION_H
 #define CVZ_PLATFORM_APPLICATION_H
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 #if defined(_WIN32)
 

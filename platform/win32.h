@@ -34,7 +34,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "platform/application.h"
+#include "CommonVcZq/platform/application.h"
 
 typedef unsigned char BYTE;
 typedef uint16_t WORD;

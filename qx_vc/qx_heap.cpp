@@ -18,7 +18,7 @@
 // There is no lock: malloc, realloc and free are safe from any thread, a
 // block is changed only by its owner, and each heap's counts are kept in
 // per-thread slots (see the class) that cost a plain load and store.
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 #include <cassert>
 #include <cstddef>

@@ -12,7 +12,7 @@
 #endif
 #include <windows.h>
 #else
-#include "platform/application.h"
+#include "CommonVcZq/platform/application.h"
 #endif
 
 // True when the tests run on wine rather than on Windows itself.  Wine

@@ -4,11 +4,11 @@
 // (frame/load_sequence.cpp).  Every search and insertion happens under the
 // lock; elements are never removed before unload, so a reference handed out
 // stays valid without it.
-#include "text/message_cache.h"
+#include "CommonVcZq/text/message_cache.h"
 
 #include "frame/globals.h"
-#include "text/messages.h"
-#include "threads/locks.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/threads/locks.h"
 
 CachedString::~CachedString() {}
 

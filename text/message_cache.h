@@ -21,9 +21,9 @@
 
 #include <stdint.h>
 
-#include "collections/hash_list.h"
-#include "frame/api.h"
-#include "text/string.h"
+#include "CommonVcZq/collections/hash_list.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
 
 class CVZ_API CachedString : public HashListElement {
 public:

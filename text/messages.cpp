@@ -4,7 +4,7 @@
 // Every function here goes through LookUpMessage, which consults exactly one
 // source: the resource module when the application has named one, else the
 // built-in table.  A missing id gives an empty text; nothing fails.
-#include "text/messages.h"
+#include "CommonVcZq/text/messages.h"
 
 #include <stdarg.h>
 #include <stdio.h>

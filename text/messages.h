@@ -8,9 +8,9 @@
 #ifndef CVZ_TEXT_MESSAGES_H
 #define CVZ_TEXT_MESSAGES_H
 
-#include "frame/api.h"
-#include "platform/application.h"
-#include "text/string.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/platform/application.h"
+#include "CommonVcZq/text/string.h"
 
 // The ids of the built-in texts.
 enum : unsigned int {

@@ -26,7 +26,7 @@
 // proportional to the length of the text times the number of steps, also for
 // patterns such as "a*a*a*b" that make a backtracking matcher quadratic or
 // worse.
-#include "text/regexp.h"
+#include "CommonVcZq/text/regexp.h"
 
 #include <string.h>
 

@@ -42,8 +42,8 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
-#include "text/string.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
 
 class CVZ_API RegularExp {
 public:

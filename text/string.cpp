@@ -14,7 +14,7 @@
 // above 1, so a writer still sees a shared body and clones it first.  The
 // owner of a pinned body unpins it at unload, so that it is released while
 // the string heap still stands.
-#include "text/string.h"
+#include "CommonVcZq/text/string.h"
 
 #include <errno.h>
 #include <stdarg.h>

@@ -26,8 +26,8 @@
 
 #include <type_traits>
 
-#include "frame/api.h"
-#include "frame/heap.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/frame/heap.h"
 
 class RegularExp;
 class String;

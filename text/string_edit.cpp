@@ -8,7 +8,7 @@
 // Removing never shrinks the buffer; inserting grows it to exactly the room
 // the text needs, as the heap keeps slack behind a grown block and growing a
 // little at a time stays cheap without rounding here.
-#include "text/string.h"
+#include "CommonVcZq/text/string.h"
 
 #include <string.h>
 

@@ -1,5 +1,5 @@
 // Free functions on String and on plain zero-ended text.
-#include "text/text_functions.h"
+#include "CommonVcZq/text/text_functions.h"
 
 #include <limits.h>
 #include <stdio.h>
@@ -8,8 +8,8 @@
 #include <new>
 
 #include "platform/win32.h"
-#include "qx_vc/qx_heap.h"
-#include "tools/memory_stream.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 namespace {
 

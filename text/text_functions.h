@@ -7,9 +7,9 @@
 
 #include <stdint.h>
 
-#include "collections/double_list.h"
-#include "frame/api.h"
-#include "text/string.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
 
 // Orders two texts for StringItem::Compare: with `mode` 0 bytewise as
 // unsigned characters, giving -1, 0 or 1; with any other mode as _stricmp.

@@ -14,7 +14,7 @@
 // arrives as a reference at the null address.  The count of handles is the
 // first event plus the present ones before the first absent one.  The
 // platform's WAIT_TIMEOUT (258) becomes -1; WAIT_FAILED already reads -1.
-#include "threads/locks.h"
+#include "CommonVcZq/threads/locks.h"
 
 #include <initializer_list>
 

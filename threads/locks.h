@@ -33,7 +33,7 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 class CVZ_API CriticalSection {
 public:

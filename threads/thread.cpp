@@ -10,7 +10,7 @@
 // object's memory is freed at the address of the complete object, which
 // for a class that derives from Thread and something else need not be
 // that of its Thread part.
-#include "threads/thread.h"
+#include "CommonVcZq/threads/thread.h"
 
 #include "platform/win32.h"
 

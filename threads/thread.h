@@ -49,7 +49,7 @@
 
 #include <atomic>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 // The platform's calling convention for a thread's entry function.
 #if defined(_WIN32)

@@ -5,7 +5,7 @@
 // borrow.  Without the counter only the low half counts: the millisecond
 // clock is 32 bits wide, and a difference taken in unsigned 32 bits is
 // right across its wrap.
-#include "threads/timer.h"
+#include "CommonVcZq/threads/timer.h"
 
 #include <string.h>
 

@@ -16,7 +16,7 @@
 // exclusive or of the effects of all bytes read, each carried to the same
 // point.  The tables are computed by the compiler, so loading the library
 // does no work for them.
-#include "tools/checksums.h"
+#include "CommonVcZq/tools/checksums.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
+#include "CommonVcZq/frame/api.h"
 
 CVZ_API uint16_t ComputeCrc16(const void *data, uint32_t length);
 CVZ_API uint32_t ComputeCrc32(const void *data, uint32_t length);

@@ -1,11 +1,11 @@
 // MemoryStream.
-#include "tools/memory_stream.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 #include <string.h>
 
 #include <new>
 
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 namespace {
 

@@ -41,8 +41,8 @@
 
 #include <stdint.h>
 
-#include "frame/api.h"
-#include "text/string.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
 
 class CVZ_API MemoryStream {
 public:

@@ -1,5 +1,5 @@
 // Randomizer and RangeInt32.
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 #include <string.h>
 
@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "platform/win32.h"
-#include "qx_vc/qx_heap.h"
-#include "text/string.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // AUndoMemento and AUndoable: the undo and redo lists and the rules by
 // which a new step joins them.
-#include "undo/undoable.h"
+#include "CommonVcZq/undo/undoable.h"
 
-#include "text/messages.h"
+#include "CommonVcZq/text/messages.h"
 
 namespace {
 

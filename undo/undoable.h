@@ -41,9 +41,9 @@
 
 #include <stdint.h>
 
-#include "collections/double_list.h"
-#include "frame/api.h"
-#include "text/string.h"
+#include "CommonVcZq/collections/double_list.h"
+#include "CommonVcZq/frame/api.h"
+#include "CommonVcZq/text/string.h"
 
 class AUndoable;
 

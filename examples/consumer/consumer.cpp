@@ -1,5 +1,9 @@
-// Uses the installed library: strings, a message and a failure.
-#include <CommonVcZq.h>
+// Uses the installed library: strings, a message and a failure.  Each header
+// is reached under CommonVcZq/, with only the installed include folder on the
+// include path; the umbrella header <CommonVcZq.h> is the tour's.
+#include <CommonVcZq/frame/exception.h>
+#include <CommonVcZq/text/messages.h>
+#include <CommonVcZq/text/string.h>
 
 #include <stdio.h>
 

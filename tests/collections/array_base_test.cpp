@@ -1,5 +1,5 @@
 // Tests of ArrayBase, AreEqual and ArrayInPlace.
-#include "collections/array_base.h"
+#include "CommonVcZq/collections/array_base.h"
 
 #include <gtest/gtest.h>
 

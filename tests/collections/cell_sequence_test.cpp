@@ -1,5 +1,5 @@
 // Tests of CellSequence, the flags of the collection base, and GetPowerOf2.
-#include "collections/cell_sequence.h"
+#include "CommonVcZq/collections/cell_sequence.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "qx_vc/qx_heap.h"
-#include "tools/randomizer.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "collections/double_list_of_ptr.h"
+#include "CommonVcZq/collections/double_list_of_ptr.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "collections/double_list.h"
+#include "CommonVcZq/collections/double_list.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "collections/hash_list.h"
+#include "CommonVcZq/collections/hash_list.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 // From config_test.cpp.
 std::string Dump(const ConfigKey *group);

@@ -1,4 +1,4 @@
-#include "config/config.h"
+#include "CommonVcZq/config/config.h"
 
 #include <gtest/gtest.h>
 

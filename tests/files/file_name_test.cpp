@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "files/file_name.h"
+#include "CommonVcZq/files/file_name.h"
 
 namespace {
 

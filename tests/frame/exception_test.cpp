@@ -4,11 +4,11 @@
 #include <new>
 #include <thread>
 
-#include "frame/exception.h"
-#include "frame/frame.h"
+#include "CommonVcZq/frame/exception.h"
+#include "CommonVcZq/frame/frame.h"
 #include "test_support.h"
-#include "text/messages.h"
-#include "text/string.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "frame/frame.h"
-#include "frame/heap.h"
+#include "CommonVcZq/frame/frame.h"
+#include "CommonVcZq/frame/heap.h"
 #include "test_support.h"
 
 namespace {

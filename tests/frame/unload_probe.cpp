@@ -5,9 +5,9 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "frame/exception.h"
-#include "text/messages.h"
-#include "text/string.h"
+#include "CommonVcZq/frame/exception.h"
+#include "CommonVcZq/text/messages.h"
+#include "CommonVcZq/text/string.h"
 
 static void ReportEnd(const QX_Heap &heap) {
     if (strcmp(heap.GetName(), "StringHeap") == 0) {

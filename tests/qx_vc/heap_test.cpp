@@ -1,6 +1,6 @@
 // Tests of QX_Heap: counts, ownership and contents, exhaustion and the end
 // observer; growth cost; threads.
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
-#include "text/message_cache.h"
+#include "CommonVcZq/text/message_cache.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
 #include <vector>
 
-#include "frame/heap.h"
+#include "CommonVcZq/frame/heap.h"
 #include "test_support.h"
-#include "text/messages.h"
+#include "CommonVcZq/text/messages.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <string.h>
 
 #include "test_support.h"
-#include "text/messages.h"
+#include "CommonVcZq/text/messages.h"
 
 namespace {
 

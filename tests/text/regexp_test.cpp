@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "text/regexp.h"
+#include "CommonVcZq/text/regexp.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "text/string.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <string.h>
 #include <thread>
 
-#include "text/string.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Tests of the text functions: splitting, number lists, replacement,
 // trimming, bounded copies, counting, and size and date display.
-#include "text/text_functions.h"
+#include "CommonVcZq/text/text_functions.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Locks, events and the waits on several events, with threads.  A blocked
 // thread cannot be seen, so what must happen is awaited with generous
 // limits and what must not is checked after a pause.
-#include "threads/locks.h"
+#include "CommonVcZq/threads/locks.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // a stop is seen as a counter that stands still after a short pause.
 // Exit codes are read from the platform where the tests can reach it
 // (Windows); the POSIX layer's exit codes are the platform tests' concern.
-#include "threads/thread.h"
+#include "CommonVcZq/threads/thread.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 #include <thread>
 
 #include "test_support.h"
-#include "threads/locks.h"
+#include "CommonVcZq/threads/locks.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 // between the inner and the outer sums however loaded the machine is.  The
 // steady clock and the timer's counter are the same clock on the platforms
 // we run on, read at different resolutions, hence a small tolerance.
-#include "threads/timer.h"
+#include "CommonVcZq/threads/timer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Tests of the checksums: published check values, and agreement with the
 // bit-by-bit definition at every length and alignment that takes its own
 // path through the fast loop.
-#include "tools/checksums.h"
+#include "CommonVcZq/tools/checksums.h"
 
 #include <gtest/gtest.h>
 

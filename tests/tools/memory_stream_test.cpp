@@ -1,6 +1,6 @@
 // Tests of MemoryStream: growth of an own block, the widths of typed values,
 // line and text reading, and the guards at the end of a block.
-#include "tools/memory_stream.h"
+#include "CommonVcZq/tools/memory_stream.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "qx_vc/qx_heap.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Tests of Randomizer and RangeInt32.
-#include "tools/randomizer.h"
+#include "CommonVcZq/tools/randomizer.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "qx_vc/qx_heap.h"
-#include "text/string.h"
+#include "CommonVcZq/qx_vc/qx_heap.h"
+#include "CommonVcZq/text/string.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "undo/undoable.h"
+#include "CommonVcZq/undo/undoable.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
 
-#include "text/messages.h"
+#include "CommonVcZq/text/messages.h"
 
 namespace {
 
