@@ -23,8 +23,11 @@
 #include "CommonVcZq/collections/hash_list.h"
 
 #include "CommonVcZq/files/file_name.h"
+#include "CommonVcZq/files/file_scanner.h"
 
 #include "CommonVcZq/config/config.h"
+
+#include "CommonVcZq/selector/file_selector.h"
 
 #include "CommonVcZq/threads/locks.h"
 #include "CommonVcZq/threads/thread.h"
