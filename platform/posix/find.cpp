@@ -252,7 +252,7 @@ bool Search::Describe(const char *name, WIN32_FIND_DATAA *data) {
     if (attributesKept) {
         path.resize(folderLength);
         path += name;
-        stored = StoredDosAttributes(path.c_str(), &attributesKept);
+        stored = StoredDosAttributesAt(at, name, path.c_str(), &attributesKept);
     }
     memset(data, 0, sizeof *data);
     data->dwFileAttributes = DosAttributes(mode, stored);
