@@ -239,6 +239,14 @@ TEST_F(Scan, UserBreakFromTheStartHandlesOneEntryOfEachRoot) {
     EXPECT_EQ(scanner.folders.size(), 2u);
     EXPECT_EQ(scanner.starts, 1);
     EXPECT_EQ(scanner.ends, 1);
+
+    // Reset with a root that stands in the caller's list copies it.
+    scanner.Reset(*roots.GetLast(), &mask, 0, 0);
+    EXPECT_EQ(roots.GetFirst()->GetNext(), roots.GetLast());
+    scanner.breakAfter = -1;
+    scanner.files.clear();
+    scanner.Run();
+    EXPECT_EQ(scanner.files, (std::vector<std::string>{"d.txt"}));
 }
 
 TEST_F(Scan, AFolderThatVanishesOrDoesNotExistGivesAnEmptyWalk) {
