@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_folder.h"
 #include "test_support.h"
 
 #include <stdio.h>
@@ -23,39 +24,14 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
-// `path` in drive-letter form, as the library names files.
-std::string WindowsName(const fs::path &path) {
-#if defined(_WIN32)
-    return path.string();
-#else
-    std::string name = "Z:" + path.string();
-    std::replace(name.begin(), name.end(), '/', '\\');
-    return name;
-#endif
-}
-
-void WriteFile(const fs::path &path, size_t size) {
-    std::ofstream(path, std::ios::binary) << std::string(size, 'x');
-}
-
-// A folder of its own for each test, removed at the end.
-class Find : public ::testing::Test {
+class Find : public TempFolderTest {
 protected:
     void SetUp() override {
-        const ::testing::TestInfo *test = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = fs::temp_directory_path() / (std::string("cvz_find_") + test->name());
-        fs::remove_all(folder);
+        TempFolderTest::SetUp();
         fs::create_directories(folder / "sub");
         for (const char *name : {"a.txt", "b.TXT", "abc", "a.b.c", "README", ".profile", "x.tx"})
             WriteFile(folder / name, 3);
         WriteFile(folder / "big.dat", 70000);
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::permissions(folder / "a.txt", fs::perms::owner_write, fs::perm_options::add, ignored);
-        fs::remove_all(folder, ignored);
     }
 
     // The names that `pattern` lists in the folder, in the order given,
@@ -88,8 +64,6 @@ protected:
             FindClose(search);
         return data;
     }
-
-    fs::path folder;
 };
 
 using Names = std::set<std::string>;
