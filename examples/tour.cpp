@@ -224,7 +224,7 @@ public:
 protected:
     int Filter(const FileName &, const WIN32_FIND_DATAA *data) override { return data->nFileSizeLow >= 100; }
     int OnFile(const FileName &name, const WIN32_FIND_DATAA *data, uint32_t index) override {
-        printf("  %u: %s, %u bytes\n", index, String(name.GetTitle(1)).c_str(), data->nFileSizeLow);
+        printf("  %u: %s, %u bytes\n", index, String(name.GetTitle(1)).c_str(), unsigned(data->nFileSizeLow));
         return 1;
     }
 };
