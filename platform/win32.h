@@ -169,7 +169,6 @@ BOOL CloseHandle(HANDLE object);
 HANDLE GetCurrentProcess(void);
 BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
                      DWORD access, BOOL inherit, DWORD options);
-void Sleep(DWORD milliseconds);
 
 // Modules.  A module is a shared library; a resource module carries a
 // string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
@@ -246,7 +245,8 @@ int lstrcmpiA(LPCSTR a, LPCSTR b);
 // for good without running any more of its code; see threads.cpp for what
 // stays behind.  Priorities and priority classes are Windows's values,
 // reported as set and applied as far as the system lets an unprivileged
-// process.  timeGetTime is the millisecond clock of GetTickCount.
+// process.  Sleep is a thread's; timeGetTime is the millisecond clock of
+// GetTickCount.
 enum : DWORD {
     CREATE_SUSPENDED = 0x4,
     STACK_SIZE_PARAM_IS_A_RESERVATION = 0x10000,
@@ -284,6 +284,7 @@ int GetThreadPriority(HANDLE thread);
 // Only GetCurrentProcess() names a process.
 BOOL SetPriorityClass(HANDLE process, DWORD priorityClass);
 DWORD GetPriorityClass(HANDLE process);
+void Sleep(DWORD milliseconds);
 DWORD timeGetTime(void);
 }
 
