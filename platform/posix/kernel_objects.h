@@ -192,7 +192,8 @@ T *ObjectOf(HANDLE handle) {
 // returns; returns `failed` when there is no such object, with
 // ERROR_INVALID_HANDLE as the last error.
 template <class T, class Action>
-std::invoke_result_t<Action, T &> WithObject(HANDLE handle, std::invoke_result_t<Action, T &> failed,
+std::invoke_result_t<Action, T &> WithObject(HANDLE handle,
+                                            std::invoke_result_t<Action, T &> failed,
                                             Action action) {
     return Locked([&] {
         T *object = ObjectOf<T>(handle);
