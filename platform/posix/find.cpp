@@ -72,7 +72,6 @@
 #include <unistd.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -180,7 +179,7 @@ FILETIME FileTimeOf(int64_t seconds, uint32_t nanoseconds) {
 }
 
 // One search: the open folder and where the listing stands.
-class Search final : public KernelObject, public std::enable_shared_from_this<Search> {
+class Search final : public KernelObject {
 public:
     Search(DIR *folder, std::string path, std::string expression, bool isRoot)
         : folder(folder), path(std::move(path)), folderLength(this->path.size()),
@@ -271,19 +270,6 @@ bool Search::Describe(const char *name, WIN32_FIND_DATAA *data) {
     return true;
 }
 
-// The search that `handle` names, held for the length of a call; null,
-// with ERROR_INVALID_HANDLE, when it names none.
-std::shared_ptr<Search> SearchOf(HANDLE handle) {
-    KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    Search *search = dynamic_cast<Search *>(ObjectOf(handle));
-    if (search == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return search->shared_from_this();
-}
-
 // Whether `folder`, the part of a name before its pattern, is a drive's
 // root: "X:", "X:\", "\" or "/" (separators repeated or not).
 bool IsDriveRoot(const std::string &folder) {
@@ -318,6 +304,9 @@ DWORD ErrorOfOpen(int error) {
 using cvz::posix::Search;
 
 HANDLE FindFirstFileA(LPCSTR name, LPWIN32_FIND_DATAA data) {
+    // The search is held inside a KernelCall (kernel_objects.h) until the
+    // table takes it.
+    cvz::posix::KernelCall call;
     const char *pattern = name;
     for (const char *at = name; *at != '\0'; ++at) {
         if (cvz::posix::IsSeparator(*at) || (at == name + 1 && *at == ':'))
@@ -352,24 +341,21 @@ HANDLE FindFirstFileA(LPCSTR name, LPWIN32_FIND_DATAA data) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     }
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
-    return cvz::posix::NewHandle(std::move(search));
+    return cvz::posix::Locked([&] { return cvz::posix::NewHandle(std::move(search)); });
 }
 
 BOOL FindNextFileA(HANDLE handle, LPWIN32_FIND_DATAA data) {
-    std::shared_ptr<Search> search = cvz::posix::SearchOf(handle);
-    if (search == nullptr)
-        return FALSE;
-    if (!search->Next(data)) {
+    // The listing is read without the kernel lock, holding the search.
+    return cvz::posix::WithReference<Search>(handle, FALSE, [&](Search &search) -> BOOL {
+        if (search.Next(data))
+            return TRUE;
         SetLastError(ERROR_NO_MORE_FILES);
         return FALSE;
-    }
-    return TRUE;
+    });
 }
 
 BOOL FindClose(HANDLE handle) {
-    if (cvz::posix::SearchOf(handle) == nullptr)
-        return FALSE;
-    return CloseHandle(handle);
+    // Only a search: other kinds of handle fail, as on Windows.
+    const bool isSearch = cvz::posix::WithObject<Search>(handle, false, [](Search &) { return true; });
+    return isSearch && CloseHandle(handle);
 }
