@@ -58,9 +58,13 @@
 // asking for once the file system says that it keeps no extended
 // attributes.  Those two calls are the whole cost of an entry: a listing
 // of 100,000 files makes 200,000 of them, where find(1), matching names
-// only, makes none (bench/scan_bench.cpp).  The matcher follows all states of the
-// pattern at once, in one pass over the name, with no allocation after the
-// search is made.
+// only, makes none (bench/scan_bench.cpp).  The matcher follows all states
+// of the pattern at once, in one pass over the name, with no allocation
+// after the search is made.
+//
+// A search is a kernel object (kernel_objects.h): FindNextFileA reads the
+// folder holding a reference to it, not the kernel lock, and FindClose
+// closes its handle; the folder closes when the last reference goes.
 #include "platform/win32.h"
 
 #include <dirent.h>
