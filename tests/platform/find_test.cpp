@@ -134,6 +134,17 @@ TEST_F(Find, TheRecordDescribesTheEntry) {
               DWORD{FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM});
 }
 
+#if !defined(_WIN32)
+TEST_F(Find, NamesThatWindowsWouldRefuseAreListedAsTheyStand) {
+    for (const char *name : {"what?.txt", "a|b", "tab\there", "trailing."})
+        WriteFile(folder / name, 1);
+    const Names all = Set("*");
+    for (const char *name : {"what?.txt", "a|b", "tab\there", "trailing."})
+        EXPECT_EQ(all.count(name), 1u) << name;
+    EXPECT_EQ(Set("*.txt").count("what?.txt"), 1u);
+}
+#endif
+
 TEST_F(Find, ADrivesRootHasNoDotEntries) {
     char drive[] = "Z:\\*";
 #if defined(_WIN32)
