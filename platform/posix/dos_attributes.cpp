@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <stdint.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -16,32 +17,21 @@
 namespace cvz::posix {
 namespace {
 
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 const char kAttributeName[] = "user.DOSATTRIB";
 
-// The stored bits from the attribute's text of `length` bytes; a negative
-// length, with errno set, for a file without the attribute.
-DWORD ParseDosAttributes(const char *text, ssize_t length, bool *supported) {
+// The stored bits from the attribute's text of `length` bytes, in a buffer
+// with room for a zero behind them; a negative length, with errno set, for
+// a file without the attribute.
+DWORD ParseDosAttributes(char *text, ssize_t length, bool *supported) {
     if (length < 0) {
         if (supported != nullptr && errno == ENOTSUP)
             *supported = false;
         return ~0u;
     }
+    text[length] = '\0';  // Samba's text ends in a zero of its own
     if (length < 3 || text[0] != '0' || (text[1] != 'x' && text[1] != 'X'))
         return ~0u;
-    DWORD bits = 0;
-    for (ssize_t i = 2; i < length && i < 10 && HexDigit(text[i]) >= 0; ++i)
-        bits = bits << 4 | static_cast<DWORD>(HexDigit(text[i]));
-    return bits & kStoredDosAttributes;
+    return static_cast<DWORD>(strtoul(text, nullptr, 16)) & kStoredDosAttributes;
 }
 
 #if defined(__linux__) && (defined(__x86_64__) || defined(__aarch64__))
@@ -86,9 +76,9 @@ bool HaveGetXattrAt() {
 DWORD StoredDosAttributes(const char *path, bool *supported) {
     char text[256];  // Samba's binary part follows the text
 #if defined(__APPLE__)
-    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text, 0, 0);
+    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text - 1, 0, 0);
 #else
-    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text);
+    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text - 1);
 #endif
     return ParseDosAttributes(text, length, supported);
 }
@@ -97,7 +87,7 @@ DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool
     if (!HaveGetXattrAt())
         return StoredDosAttributes(path, supported);
     char text[256];  // Samba's binary part follows the text
-    return ParseDosAttributes(text, GetXattrAt(folder, name, text, sizeof text), supported);
+    return ParseDosAttributes(text, GetXattrAt(folder, name, text, sizeof text - 1), supported);
 }
 
 DWORD DosAttributes(mode_t mode, DWORD stored) {
