@@ -191,6 +191,29 @@ TEST(Files, ReadWriteAndTheFilePointer) {
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
+// The hints never make an open fail: no buffering (O_DIRECT where the file
+// system takes it), write-through, and the access patterns.  Without
+// buffering, whole aligned blocks go through.
+TEST(Files, HintsOpenAndAlignedBlocksGoThrough) {
+    Scratch name("files_test_hints.bin");
+    const DWORD hints = FILE_FLAG_NO_BUFFERING | FILE_FLAG_WRITE_THROUGH | FILE_ATTRIBUTE_TEMPORARY;
+    for (DWORD pattern : {FILE_FLAG_RANDOM_ACCESS, FILE_FLAG_SEQUENTIAL_SCAN}) {
+        HANDLE file = Open(name, kReadWrite, 0, CREATE_ALWAYS, hints | pattern);
+        ASSERT_NE(file, INVALID_HANDLE_VALUE) << GetLastError();
+        alignas(4096) static char block[4096];
+        memset(block, 'b', sizeof block);
+        DWORD count = 0;
+        EXPECT_TRUE(WriteFile(file, block, sizeof block, &count, nullptr)) << GetLastError();
+        EXPECT_EQ(count, sizeof block);
+        memset(block, 0, sizeof block);
+        EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_BEGIN), 0u);
+        EXPECT_TRUE(ReadFile(file, block, sizeof block, &count, nullptr)) << GetLastError();
+        EXPECT_EQ(count, sizeof block);
+        EXPECT_EQ(block[4095], 'b');
+        CloseHandle(file);
+    }
+}
+
 // A read with a control record and an event, as File::ReadAsync makes it:
 // the event tells the end, GetOverlappedResult the count; the file pointer
 // of an overlapped handle plays no part.
