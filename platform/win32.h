@@ -153,11 +153,12 @@ LONG InterlockedExchange(LONG volatile *target, LONG value);
 LONG InterlockedExchangeAdd(LONG volatile *target, LONG value);
 LONG InterlockedCompareExchange(LONG volatile *target, LONG exchange, LONG comparand);
 
-// Events, handles and waits (platform/posix/events.cpp).  A handle names a
-// kernel object until CloseHandle; the objects so far are events.  Only
-// the calling process can be named (GetCurrentProcess), and a name given to
-// CreateEventA is known within this process only.  The waits are never
-// alertable here, so bAlertable is not looked at.
+// Events, handles and waits (platform/posix/events.cpp, handles.cpp).  A
+// handle names a kernel object until CloseHandle; the objects so far are
+// events and threads.  Only the calling process can be named
+// (GetCurrentProcess), and a name given to CreateEventA is known within
+// this process only.  The waits are never alertable here, so bAlertable is
+// not looked at.
 HANDLE CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
                     LPCSTR name);
 BOOL SetEvent(HANDLE event);
@@ -170,7 +171,6 @@ BOOL CloseHandle(HANDLE object);
 HANDLE GetCurrentProcess(void);
 BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
                      DWORD access, BOOL inherit, DWORD options);
-void Sleep(DWORD milliseconds);
 
 // Modules.  A module is a shared library; a resource module carries a
 // string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
@@ -250,7 +250,8 @@ int lstrcmpiA(LPCSTR a, LPCSTR b);
 // for good without running any more of its code; see threads.cpp for what
 // stays behind.  Priorities and priority classes are Windows's values,
 // reported as set and applied as far as the system lets an unprivileged
-// process.  timeGetTime is the millisecond clock of GetTickCount.
+// process.  Sleep is a thread's; timeGetTime is the millisecond clock of
+// GetTickCount.
 enum : DWORD {
     CREATE_SUSPENDED = 0x4,
     STACK_SIZE_PARAM_IS_A_RESERVATION = 0x10000,
@@ -288,6 +289,7 @@ int GetThreadPriority(HANDLE thread);
 // Only GetCurrentProcess() names a process.
 BOOL SetPriorityClass(HANDLE process, DWORD priorityClass);
 DWORD GetPriorityClass(HANDLE process);
+void Sleep(DWORD milliseconds);
 DWORD timeGetTime(void);
 }
 

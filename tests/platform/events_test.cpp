@@ -24,10 +24,6 @@ DWORD Poll(HANDLE object) {
     return WaitForSingleObject(object, 0);
 }
 
-void Pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
 // The last error after a call that failed; 0 after one that did not.
 DWORD ErrorAfter(bool failed) {
     return failed ? GetLastError() : 0;
@@ -92,6 +88,9 @@ TEST_F(Events, ResetKindsNamesAndFailures) {
     EXPECT_EQ(ErrorAfter(!CloseHandle(closed)), DWORD{ERROR_INVALID_HANDLE});
     EXPECT_EQ(ErrorAfter(!SetEvent(closed)), DWORD{ERROR_INVALID_HANDLE});
     EXPECT_EQ(ErrorAfter(WaitForSingleObject(closed, kLong) == WAIT_FAILED), DWORD{ERROR_INVALID_HANDLE});
+    // A handle names one kind of object: to a call for another kind it is no handle.
+    EXPECT_EQ(ErrorAfter(!SetEvent(GetCurrentThread())), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(ErrorAfter(SuspendThread(first) == 0xFFFFFFFF), DWORD{ERROR_INVALID_HANDLE});
 
     HANDLE set = Make(TRUE, TRUE), withNull[] = {set, nullptr};
     EXPECT_EQ(ErrorAfter(WaitForMultipleObjectsEx(2, withNull, FALSE, 0, FALSE) == WAIT_FAILED),
