@@ -287,6 +287,29 @@ TEST(Files, ShareModesBetweenHandles) {
     EXPECT_FALSE(Exists(name));
 }
 
+// Threads that open one file without sharing at the same moment: exactly
+// one gets it, whatever the timing.
+TEST(Files, RacingExclusiveOpensGrantOne) {
+    Scratch name("files_test_race.txt");
+    name.Write("x");
+    for (int round = 0; round < 20; ++round) {
+        std::vector<HANDLE> handles(6, INVALID_HANDLE_VALUE);
+        std::vector<std::thread> threads;
+        for (HANDLE &handle : handles)
+            threads.emplace_back([&handle, &name] { handle = Open(name, kReadWrite, 0, OPEN_EXISTING); });
+        for (std::thread &thread : threads)
+            thread.join();
+        int opened = 0;
+        for (HANDLE handle : handles) {
+            if (handle != INVALID_HANDLE_VALUE) {
+                ++opened;
+                CloseHandle(handle);
+            }
+        }
+        EXPECT_EQ(opened, 1) << "round " << round;
+    }
+}
+
 // FILE_FLAG_DELETE_ON_CLOSE: the file goes with the last handle, and while
 // it is open, other opens need FILE_SHARE_DELETE.
 TEST(Files, DeleteOnClose) {
