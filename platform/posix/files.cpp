@@ -2,8 +2,11 @@
 // rename, with Win32 semantics.
 //
 // A file handle is a kernel object (kernel_objects.h) over one descriptor,
-// opened with O_CLOEXEC.  The handle road of the library rests on it, and
-// the buffered stream of mmio.cpp sits on top of it.
+// opened with O_CLOEXEC.  Every call works on it through a reference and
+// without the kernel lock, so a read or an fsync that blocks holds up no
+// other handle; the last reference closes the descriptor.  The handle road
+// of the library rests on these calls, and the buffered stream of mmio.cpp
+// sits on top of them.
 //
 // What follows Win32:
 //
@@ -698,10 +701,11 @@ bool Resize(int fd, off_t from, off_t to) {
         error = errno;
         if (error == EINVAL)  // an O_DIRECT descriptor: the size alone
             return ftruncate(fd, to) == 0 || FailErrno(errno);
-    }
-    // Whatever a failed reservation left beyond the old end goes.
-    fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, from, to - from);
-    if (ftruncate(fd, from) != 0) {
+        const int restored = ftruncate(fd, from);  // the zeros that fitted go
+        (void)restored;
+    } else {
+        // Blocks that a failed reservation left beyond the end go.
+        fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, from, to - from);
     }
     return FailErrno(error);
 }
@@ -745,6 +749,44 @@ HANDLE FailedOpen(int fd, DWORD error) {
         close(fd);
     SetLastError(error);
     return INVALID_HANDLE_VALUE;
+}
+
+// Opens `path` as `disposition` asks; `created` tells whether the file is
+// new.  -1 with the last error on failure.
+int OpenByDisposition(const char *path, int how, bool reads, bool writes, mode_t mode, DWORD disposition,
+                      int *accessMode, bool *created) {
+    const bool mayCreate = disposition == CREATE_NEW || disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
+    for (;;) {
+        if (mayCreate) {
+            const int fd = OpenDescriptor(path, how | O_CREAT | O_EXCL, reads, writes, mode, accessMode);
+            if (fd >= 0) {
+                *created = true;
+                return fd;
+            }
+            if (errno != EEXIST || disposition == CREATE_NEW) {
+                SetLastError(errno != EEXIST ? NameError(path, errno) : ERROR_FILE_EXISTS);
+                return -1;
+            }
+        }
+        const int fd = OpenDescriptor(path, how, reads, writes, mode, accessMode);
+        if (fd >= 0)
+            return fd;
+        if (errno != ENOENT || !mayCreate) {  // else removed meanwhile: create it
+            SetLastError(NameError(path, errno));
+            return -1;
+        }
+    }
+}
+
+// The share bytes of a handle with these rights and this share mode.  A
+// handle without read, write or delete access takes no part, as on Windows.
+unsigned ShareBytesOf(bool reads, bool writes, bool deletes, DWORD shareMode) {
+    unsigned bytes = (reads ? kHoldRead : 0u) | (writes ? kHoldWrite : 0u) | (deletes ? kHoldDelete : 0u);
+    if (bytes == 0)
+        return 0;
+    return bytes | ((shareMode & FILE_SHARE_READ) != 0 ? 0u : kDenyRead) |
+           ((shareMode & FILE_SHARE_WRITE) != 0 ? 0u : kDenyWrite) |
+           ((shareMode & FILE_SHARE_DELETE) != 0 ? 0u : kDenyDelete);
 }
 
 // Deletes the file `path` as DeleteFileA does: false with the last error.
@@ -811,27 +853,11 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     if ((flags & FILE_FLAG_WRITE_THROUGH) != 0)
         how |= O_DSYNC;
     const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
-    const bool mayCreate = disposition == CREATE_NEW || disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
-    int fd = -1, accessMode = O_RDONLY;
+    int accessMode = O_RDONLY;
     bool created = false;
-    for (;;) {
-        if (mayCreate) {
-            fd = OpenDescriptor(path, how | O_CREAT | O_EXCL, reads, writes, mode, &accessMode);
-            if (fd >= 0) {
-                created = true;
-                break;
-            }
-            if (errno != EEXIST)
-                return FailedOpen(-1, NameError(path, errno));
-            if (disposition == CREATE_NEW)
-                return FailedOpen(-1, ERROR_FILE_EXISTS);
-        }
-        fd = OpenDescriptor(path, how, reads, writes, mode, &accessMode);
-        if (fd >= 0)
-            break;
-        if (errno != ENOENT || !mayCreate)  // else removed meanwhile: create it
-            return FailedOpen(-1, NameError(path, errno));
-    }
+    const int fd = OpenByDisposition(path, how, reads, writes, mode, disposition, &accessMode, &created);
+    if (fd < 0)
+        return INVALID_HANDLE_VALUE;
 
     struct stat st;
     if (fstat(fd, &st) != 0)
@@ -849,12 +875,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
             return FailedOpen(fd, ERROR_ACCESS_DENIED);
     }
 
-    unsigned bytes = (reads ? kHoldRead : 0u) | (writes ? kHoldWrite : 0u) | (deletes ? kHoldDelete : 0u);
-    if (bytes != 0) {
-        bytes |= ((shareMode & FILE_SHARE_READ) != 0 ? 0u : kDenyRead) |
-                 ((shareMode & FILE_SHARE_WRITE) != 0 ? 0u : kDenyWrite) |
-                 ((shareMode & FILE_SHARE_DELETE) != 0 ? 0u : kDenyDelete);
-    }
+    const unsigned bytes = ShareBytesOf(reads, writes, deletes, shareMode);
     const bool lockable = accessMode == O_RDONLY || accessMode == O_RDWR;
     const bool writable = accessMode == O_RDWR || accessMode == O_WRONLY;
     std::string absolute;
@@ -1199,10 +1220,14 @@ int rename(const char *oldName, const char *newName) noexcept {
     struct stat st;
     if (!PathOf(oldName, from) || !PathOf(newName, to))
         return RuntimeFailure();
-    if (lstat(from, &st) != 0)
-        return FailName(from, errno) ? 0 : RuntimeFailure();
-    if (S_ISREG(st.st_mode) && HeldWithoutSharingDelete(from))
-        return Fail(ERROR_SHARING_VIOLATION) ? 0 : RuntimeFailure();
+    if (lstat(from, &st) != 0) {
+        SetLastError(NameError(from, errno));
+        return RuntimeFailure();
+    }
+    if (S_ISREG(st.st_mode) && HeldWithoutSharingDelete(from)) {
+        SetLastError(ERROR_SHARING_VIOLATION);
+        return RuntimeFailure();
+    }
     if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
         return 0;
     if (errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP) {
