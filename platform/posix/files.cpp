@@ -730,6 +730,19 @@ bool ReserveFileBlocks(HANDLE handle, int64_t offset, int64_t length) {
     });
 }
 
+int DuplicateFileDescriptor(HANDLE handle, DWORD *access) {
+    int fd = -1;
+    WithFile(handle, [&](OpenFile &file) {
+        fd = fcntl(file.fd, F_DUPFD_CLOEXEC, 0);
+        if (fd < 0)
+            return FailErrno(errno);
+        if (access != nullptr)
+            *access = file.access;
+        return true;
+    });
+    return fd;
+}
+
 void ReleaseBlocksBeyondEnd(HANDLE handle, int64_t reservedEnd) {
     WithFile(handle, [&](OpenFile &file) {
         struct stat st;
