@@ -234,6 +234,18 @@ TEST(Files, OverlappedReadSignalsTheEvent) {
     DWORD count = 0;
     EXPECT_TRUE(GetOverlappedResult(file, &control, &count, TRUE));
     EXPECT_EQ(std::string(buffer, count), "efgh");
+
+    control = {};
+    control.Offset = 100;
+    control.hEvent = event;
+    BOOL done = ReadFile(file, buffer, sizeof buffer, nullptr, &control);
+    if (!done && GetLastError() == ERROR_IO_PENDING) {
+        ASSERT_EQ(WaitForSingleObject(event, 5000), WAIT_OBJECT_0);
+        done = GetOverlappedResult(file, &control, &count, TRUE);
+    }
+    EXPECT_FALSE(done) << "beyond the end";
+    EXPECT_EQ(GetLastError(), ERROR_HANDLE_EOF);
+
     DWORD plain = 0;
     EXPECT_FALSE(ReadFile(file, buffer, 1, &plain, nullptr)) << "an overlapped handle needs a record";
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
