@@ -667,6 +667,18 @@ void Complete(LPOVERLAPPED overlapped, DWORD count, ULONG_PTR status) {
         SetEvent(event);
 }
 
+// The low word of `value`, with the high word in `*high` when that is
+// given.  A low word of 0xFFFFFFFF, which is also the failure value, sets
+// the last error to 0, so that a caller can tell the success.
+template <typename Word>
+DWORD LowWord(uint64_t value, Word *high) {
+    if (high != nullptr)
+        *high = static_cast<Word>(value >> 32);
+    if (static_cast<DWORD>(value) == 0xFFFFFFFF)
+        SetLastError(ERROR_SUCCESS);
+    return static_cast<DWORD>(value);
+}
+
 int64_t OffsetOf(const OVERLAPPED &overlapped) {
     return static_cast<int64_t>((uint64_t(overlapped.OffsetHigh) << 32) | overlapped.Offset);
 }
@@ -1041,12 +1053,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, PLONG distanceHigh, DWORD met
             FailErrno(errno);
             return INVALID_SET_FILE_POINTER;
         }
-        if (distanceHigh != nullptr)
-            *distanceHigh = static_cast<LONG>(position >> 32);
-        // A success that looks like the failure says so.
-        if (static_cast<DWORD>(position) == INVALID_SET_FILE_POINTER)
-            SetLastError(ERROR_SUCCESS);
-        return static_cast<DWORD>(position);
+        return LowWord(static_cast<uint64_t>(position), distanceHigh);
     });
 }
 
@@ -1069,12 +1076,7 @@ DWORD GetFileSize(HANDLE handle, LPDWORD sizeHigh) {
             FailErrno(errno);
             return INVALID_FILE_SIZE;
         }
-        const uint64_t size = static_cast<uint64_t>(st.st_size);
-        if (sizeHigh != nullptr)
-            *sizeHigh = static_cast<DWORD>(size >> 32);
-        if (static_cast<DWORD>(size) == INVALID_FILE_SIZE)
-            SetLastError(ERROR_SUCCESS);
-        return static_cast<DWORD>(size);
+        return LowWord(static_cast<uint64_t>(st.st_size), sizeHigh);
     });
 }
 
