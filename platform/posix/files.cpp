@@ -109,7 +109,8 @@
 //   only one.  The one that sees a conflict lets go, waits a millisecond
 //   or two and looks again; if the conflict is gone (it was the other
 //   racer, which let go too), it tries again, up to five times.  Opens
-//   within the process are serialised by a mutex, so they never race.
+//   within the process are serialised by a mutex, so they never race.  A
+//   sharing violation therefore takes a millisecond or two to report.
 // - A file that the process may write but not read (no read permission)
 //   is opened for writing alone and takes no part in share modes; one that
 //   it may not read opened with access 0 has only its times, size and
