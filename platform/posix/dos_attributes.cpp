@@ -1,10 +1,12 @@
 // DOS attributes from permission bits and user.DOSATTRIB; the rules are in
-// dos_attributes.h.
+// dos_attributes.h, and they are those of files.cpp, which keeps its own
+// reading beside its writing of the attribute.
 #include "platform/posix/dos_attributes.h"
 
 #include <errno.h>
 #include <stdint.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -22,15 +24,15 @@ const char kAttributeName[] = "user.DOSATTRIB";
 // The stored bits from the attribute's text of `length` bytes, in a buffer
 // with room for a zero behind them; a negative length, with errno set, for
 // a file without the attribute.
-DWORD ParseDosAttributes(char *text, ssize_t length, bool *supported) {
+DWORD ParseDosAttributes(char *text, ssize_t length, bool *kept) {
     if (length < 0) {
-        if (supported != nullptr && errno == ENOTSUP)
-            *supported = false;
-        return ~0u;
+        if (errno == ENOTSUP)
+            *kept = false;
+        return kNoStoredDosAttributes;
     }
     text[length] = '\0';  // Samba's text ends in a zero of its own
     if (length < 3 || text[0] != '0' || (text[1] != 'x' && text[1] != 'X'))
-        return ~0u;
+        return kNoStoredDosAttributes;
     return static_cast<DWORD>(strtoul(text, nullptr, 16)) & kStoredDosAttributes;
 }
 
@@ -56,7 +58,7 @@ ssize_t GetXattrAt(int folder, const char *name, char *buffer, size_t size) {
 // EPERM.
 bool HaveGetXattrAt() {
     static const bool have = [] {
-        char text[256];  // Samba's binary part follows the text
+        char text[256];
         return GetXattrAt(AT_FDCWD, "/", text, sizeof text) >= 0 || (errno != ENOSYS && errno != EPERM);
     }();
     return have;
@@ -73,28 +75,31 @@ bool HaveGetXattrAt() {
 
 }  // namespace
 
-DWORD StoredDosAttributes(const char *path, bool *supported) {
+DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool *kept) {
     char text[256];  // Samba's binary part follows the text
+    ssize_t length;
+    if (HaveGetXattrAt()) {
+        length = GetXattrAt(folder, name, text, sizeof text - 1);
+    } else {
 #if defined(__APPLE__)
-    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text - 1, 0, 0);
+        length = getxattr(path, kAttributeName, text, sizeof text - 1, 0, 0);
 #else
-    const ssize_t length = getxattr(path, kAttributeName, text, sizeof text - 1);
+        length = getxattr(path, kAttributeName, text, sizeof text - 1);
 #endif
-    return ParseDosAttributes(text, length, supported);
+    }
+    return ParseDosAttributes(text, length, kept);
 }
 
-DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool *supported) {
-    if (!HaveGetXattrAt())
-        return StoredDosAttributes(path, supported);
-    char text[256];  // Samba's binary part follows the text
-    return ParseDosAttributes(text, GetXattrAt(folder, name, text, sizeof text - 1), supported);
-}
-
-DWORD DosAttributes(mode_t mode, DWORD stored) {
-    if (S_ISDIR(mode))
-        return FILE_ATTRIBUTE_DIRECTORY | (stored == ~0u ? 0 : stored);
-    DWORD attributes = stored == ~0u ? FILE_ATTRIBUTE_ARCHIVE : stored;
-    if ((mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+DWORD DosAttributes(mode_t mode, const char *name, DWORD stored, bool kept) {
+    const bool isFolder = S_ISDIR(mode);
+    DWORD attributes = isFolder ? 0 : FILE_ATTRIBUTE_ARCHIVE;
+    if (stored != kNoStoredDosAttributes)
+        attributes = stored;
+    else if (!kept && name[0] == '.' && name[1] != '\0' && strcmp(name, "..") != 0)
+        attributes |= FILE_ATTRIBUTE_HIDDEN;
+    if (isFolder)
+        attributes |= FILE_ATTRIBUTE_DIRECTORY;
+    else if ((mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
         attributes |= FILE_ATTRIBUTE_READONLY;
     return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
 }

@@ -258,14 +258,14 @@ bool Search::Describe(const char *name, WIN32_FIND_DATAA *data) {
     written = FileTimeOf(state.st_mtime, 0);
     created = written;
 #endif
-    DWORD stored = ~0u;
+    DWORD stored = kNoStoredDosAttributes;
     if (attributesKept) {
         path.resize(folderLength);
         path += name;
         stored = StoredDosAttributesAt(at, name, path.c_str(), &attributesKept);
     }
     memset(data, 0, sizeof *data);
-    data->dwFileAttributes = DosAttributes(mode, stored);
+    data->dwFileAttributes = DosAttributes(mode, name, stored, attributesKept);
     data->ftCreationTime = created;
     data->ftLastAccessTime = accessed;
     data->ftLastWriteTime = written;
