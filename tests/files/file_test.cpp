@@ -298,7 +298,7 @@ TEST(File, TempNamesCountUpFromZero) {
                   FormattedMessage(MSG_INVALID_DIRECTORY), 0);
 }
 
-TEST(File, LockedRangeStopsAnotherHandle) {
+TEST(File, LockedRangeAndAnotherHandle) {
     ScratchFolder folder;
     const FileName name = folder / "locked.bin";
     WriteWholeFile(name.c_str(), "0123456789");
@@ -307,9 +307,7 @@ TEST(File, LockedRangeStopsAnotherHandle) {
     owner.Lock(2, 4);
     char buffer[10];
     int32_t got = 0;
-    // Wine enforces locked ranges only against other locks, not against
-    // reads and writes.
-    if (!RunningUnderWine()) {
+    if (LockedRangesRefuseReads()) {
         EXPECT_EQ(0, other.Read(buffer, 10, 0, &got));
         EXPECT_EQ(-1, got);
     }
