@@ -7,7 +7,7 @@
 
 #include <string.h>
 
-#include "frame/globals.h"
+#include "tools/globals.h"
 #include "platform/win32.h"
 #include "CommonVcZq/tools/randomizer.h"
 

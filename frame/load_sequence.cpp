@@ -11,6 +11,8 @@
 // Objects built during load run on the loading thread.  No per-thread set-up
 // exists: per-thread state has a static initial image (frame/frame.cpp).
 #include "frame/globals.h"
+#include "text/globals.h"
+#include "tools/globals.h"
 #include "platform/win32.h"
 #include "CommonVcZq/text/message_cache.h"
 #include "CommonVcZq/text/string.h"
@@ -65,3 +67,4 @@ const Timer::Clock Timer::platformClock = Timer::Clock::Measure();
 
 // Globals without an initialiser, zero at load.
 uint32_t _postHandle = 0;
+HMODULE _localizedStringDll = 0;

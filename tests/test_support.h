@@ -15,6 +15,14 @@
 #include "CommonVcZq/platform/application.h"
 #endif
 
+#include <chrono>
+#include <thread>
+
+// Sleeps the calling thread, to let other threads move meanwhile.
+inline void Pause(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
 // True when the tests run on wine rather than on Windows itself.  Wine
 // strays from Windows in a few documented results; the tests that meet one
 // name the difference and accept wine's answer only under wine.

@@ -6,7 +6,7 @@
 // stays valid without it.
 #include "CommonVcZq/text/message_cache.h"
 
-#include "frame/globals.h"
+#include "text/globals.h"
 #include "CommonVcZq/text/messages.h"
 #include "CommonVcZq/threads/locks.h"
 

@@ -10,10 +10,8 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "frame/globals.h"
+#include "text/globals.h"
 #include "platform/win32.h"
-
-HMODULE _localizedStringDll = 0;
 
 namespace {
 

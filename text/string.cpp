@@ -25,6 +25,7 @@
 #include <type_traits>
 
 #include "frame/globals.h"
+#include "text/globals.h"
 #include "platform/win32.h"
 
 namespace {

@@ -24,10 +24,6 @@ DWORD Poll(HANDLE object) {
     return WaitForSingleObject(object, 0);
 }
 
-void Pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
 // The last error after a call that failed; 0 after one that did not.
 DWORD ErrorAfter(bool failed) {
     return failed ? GetLastError() : 0;

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_support.h"
+
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -21,10 +23,6 @@ namespace {
 #endif
 
 constexpr DWORD kLong = 30000;
-
-void Pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 HANDLE Start(unsigned(ENTRY *function)(void *), void *argument, unsigned flags = 0) {
     unsigned id = 0;

@@ -19,10 +19,6 @@ namespace {
 
 constexpr uint32_t kLong = 30000;
 
-void Pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
 // Events and a flag that outlive the thread's object: a derived class's
 // members end before ~Thread waits for the thread.
 struct Gate {

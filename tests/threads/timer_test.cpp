@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_support.h"
+
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -16,10 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr double kToleranceMs = 0.05;
-
-void Pause(int milliseconds) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 double Milliseconds(Clock::time_point from, Clock::time_point to) {
     return std::chrono::duration<double, std::milli>(to - from).count();
