@@ -223,8 +223,8 @@ int File::Open(const FileName &newName, int newFlags) {
 }
 
 void File::Close(int dropCache) {
-    // The block cache's blocks of this file would be dropped here when
-    // `dropCache` is set; no File has a cache record yet.
+    // `dropCache` asks a block cache to forget the file's blocks; a File
+    // without a cache record, which every File is so far, has none.
     (void)dropCache;
     if (!handle)
         return;
