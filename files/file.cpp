@@ -11,6 +11,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/frame/exception.h"
 #include "CommonVcZq/text/messages.h"
 #include "CommonVcZq/threads/locks.h"
@@ -64,8 +65,6 @@ int ReadNarrowed(File &file, Wide *value) {
 }
 
 }  // namespace
-
-FileObject::~FileObject() {}
 
 // ------------------------------------------------------------- translators
 
@@ -219,11 +218,10 @@ int File::Open(const FileName &newName, int newFlags) {
 }
 
 void File::Close(int dropCache) {
-    // The block cache's blocks of this file would be dropped here when
-    // `dropCache` is set; no File has a cache record yet.
-    (void)dropCache;
     if (!handle)
         return;
+    if (cache && dropCache)
+        cache->DropBlocks();
     if (OnStreamRoad()) {
         mmioClose(AsStream(handle), 0);
     } else {

@@ -353,6 +353,20 @@ void RaiseReadError(const FileName &name) {
 
 }  // namespace
 
+FileObject::FileObject(FileCacheManager *manager) : cache(manager ? manager->Register(*this) : nullptr) {}
+
+FileObject::~FileObject() {
+    delete cache;
+}
+
+File::File(const FileName &name, int flags, FileCacheManager &manager) : File() {
+    cache = manager.Register(*this);
+    const int hints = OpenWriteThrough | OpenRandomAccess | OpenSequentialScan;
+    Open(name, cache ? (flags | OpenNoBuffering) & ~hints : flags & ~OpenNoBuffering);
+    if (flags & OpenThreadSafe)
+        lock = new CriticalSection;
+}
+
 int File::ReadCache(int32_t offset, void *buffer, int32_t size, int32_t *got, int mustSucceed) {
     if (got)
         *got = 0;
