@@ -174,10 +174,10 @@ void ReadLine_FileStream(benchmark::State &state) {
     ReadLines(state, File::OpenBufferedStream);
 }
 
-// ReadLine's lines from pieces: read up to 4 KB, cut the line, and seek
-// back to the byte behind its end.
+// ReadLine's lines from pieces: read up to 256 bytes, cut the line, and
+// seek back to the byte behind its end.
 String ChunkedReadLine(File &file, int32_t size) {
-    char piece[4096];
+    char piece[256];
     String line;
     for (;;) {
         const int32_t at = file.GetPosition();
