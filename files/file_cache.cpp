@@ -18,9 +18,9 @@
 //
 // Rebuilds.  SetSize and the destructor shut the gate, wait until the
 // count of readers falls to 0, and only then take the lock: no reader then
-// holds a claimed or fresh block.  A reader counts itself in after the
-// gate opened, then looks at the gate once more and backs out if it was
-// shut meanwhile; a rebuild shuts the gate before it reads the count.  So
+// holds a claimed or fresh block.  A reader counts itself in, then looks
+// at the gate, and backs out to wait for it when it is shut; a rebuild
+// shuts the gate before it reads the count.  So
 // whichever of the two comes second sees the other, and no reader can slip
 // in between a rebuild's poll of the count and its lock.  Writers need no
 // gate: InsertWritten holds the lock from its claim to its insertion.
@@ -152,11 +152,11 @@ void FileCacheBuffers::WaitForGate() {
 
 void FileCacheBuffers::EnterReading() {
     for (;;) {
-        WaitForGate();
         ++manager->activeReaders;
         if (manager->gate.IsTrue())
             return;
         --manager->activeReaders;
+        WaitForGate();
     }
 }
 

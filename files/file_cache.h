@@ -173,9 +173,9 @@ private:
     void DropBlocks();
     // Waits, without limit, until the manager's gate is open.
     void WaitForGate();
-    // A reader's way in and out: waits for the gate and counts the caller
-    // among the active readers, checking the gate again once counted, so
-    // that a rebuild that shut it meanwhile is never missed.
+    // A reader's way in and out: counts the caller among the active
+    // readers once the gate is open, looking at the gate after counting,
+    // so that a rebuild that shuts it meanwhile is never missed.
     void EnterReading();
     void LeaveReading();
     // Makes the hull of `range` and [start, end - 1] the new range.
