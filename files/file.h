@@ -32,7 +32,7 @@
 //
 // A File is used by one thread at a time.  `lock` (OpenThreadSafe) is for
 // callers that share one File between threads for a seek and the read that
-// follows it: File's own members never take it.
+// follows it: of File's own members only ReadCache takes it.
 #ifndef CVZ_FILES_FILE_H
 #define CVZ_FILES_FILE_H
 
