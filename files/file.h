@@ -234,8 +234,11 @@ public:
     // `block + prefix` (`filled` 0: the whole block is valid); the bytes
     // around them are read through the cache first, and what lies beyond
     // the end of the file is zeroed.  The file may grow to the end of the
-    // block: AdjustSizeOfCachedFile sets its size afterwards.  Not
-    // synchronised with other threads on the same File.
+    // block: AdjustSizeOfCachedFile sets its size afterwards.  The file is
+    // unbuffered, so `block`, `offset` and `size` must be aligned to the
+    // disk's sectors (4096 serves all), as the pool's blocks are; a
+    // misaligned write fails.  Not synchronised with other threads on the
+    // same File.
     void WriteCache(int32_t offset, void *block, uint32_t size, int32_t prefix, int32_t filled);
 
     // ------------------------------------------------------ position and size
