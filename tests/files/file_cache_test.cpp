@@ -2,6 +2,7 @@
 // statistics, and File's cached reads and writes against real files.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <string>
@@ -294,6 +295,52 @@ TEST(FileCache, WriteThrough) {
     Manager::Statistics s = pool.Get();
     EXPECT_EQ(s.disk + s.cache, 16.0);
     EXPECT_EQ(ReadWholeFile(name).substr(16, kBlock - 16), std::string(kBlock - 16, 'M'));
+}
+
+// On a full disk (the FullDisk fixture's small file system, which refuses
+// unbuffered transfers, so the file falls back to buffered ones) a
+// WriteCache that fails raises 0x4663 with the drive and keeps nothing in
+// the pool: what the cache delivers afterwards is what the file holds.
+TEST(FullDiskCache, WriteCacheOnAFullDisk) {
+    const char *disk = getenv("CVZ_TEST_FULL_DISK");
+    if (!disk || !*disk || !File::Exist(FileName((LibraryName(disk) + "\\mounted").c_str())))
+        GTEST_SKIP() << "no small disk is mounted";
+    ScratchFolder folder(LibraryName(disk));
+    const FileName name = folder / "data";
+    Manager pool(4, kBlock);
+    File file(name, File::OpenCreate, pool);
+    static AlignedBlock block;
+    int32_t written = 0;
+    for (;; ++written) {
+        ASSERT_LT(written, 1000) << "the disk never filled";
+        memset(block.bytes, 'A' + written % 26, kBlock);
+        try {
+            file.WriteCache(written * int32_t(kBlock), block.bytes, kBlock, 0, 0);
+        } catch (const Exception &e) {
+            EXPECT_EQ(FormattedMessage(MSG_DISK_FULL, String(name.GetDrive()).c_str()),
+                      e.message ? e.message->c_str() : "");
+            break;
+        }
+    }
+    const int32_t size = file.GetSize();
+    const int32_t failedAt = written * int32_t(kBlock);
+    ASSERT_GE(size, failedAt);
+    // The block that failed first, while the pool holds the last ones
+    // written; then the whole file.
+    std::string tail(kBlock, '\0');
+    int32_t got = -1;
+    EXPECT_EQ(file.ReadCache(failedAt, &tail[0], kBlock, &got, 0), 0);
+    EXPECT_EQ(got, size - failedAt);
+    std::string cached(size_t(size) + kBlock, '\0');
+    EXPECT_EQ(file.ReadCache(0, &cached[0], size + int32_t(kBlock), &got, 0), 0);
+    EXPECT_EQ(got, size);
+    cached.resize(size_t(got));
+    file.Close(1);
+    const std::string bytes = ReadWholeFile(name.c_str());
+    EXPECT_EQ(cached, bytes);
+    EXPECT_EQ(tail.substr(0, size_t(size - failedAt)), bytes.substr(size_t(failedAt)));
+    for (int32_t n = 0; n < written; ++n)
+        ASSERT_EQ(bytes.substr(size_t(n) * kBlock, kBlock), std::string(kBlock, char('A' + n % 26))) << n;
 }
 
 }  // namespace
