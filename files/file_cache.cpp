@@ -20,10 +20,13 @@
 // count of readers falls to 0, and only then take the lock: no reader then
 // holds a claimed or fresh block.  A reader counts itself in, then looks
 // at the gate, and backs out to wait for it when it is shut; a rebuild
-// shuts the gate before it reads the count.  So
-// whichever of the two comes second sees the other, and no reader can slip
-// in between a rebuild's poll of the count and its lock.  Writers need no
-// gate: InsertWritten holds the lock from its claim to its insertion.
+// shuts the gate before it reads the count.  So whichever of the two comes
+// second sees the other, and no reader can slip in between a rebuild's
+// poll of the count and its lock.  Writers need no gate: InsertWritten
+// holds the lock from its claim to its insertion.
+//
+// ResetStatisticCounters takes the lock as well: readers add to the
+// counters meanwhile, and unguarded writes to a double would race.
 #include "CommonVcZq/files/file_cache.h"
 
 #include <stdio.h>
@@ -300,8 +303,6 @@ void FileCacheManager::GetStatistics(double *hitPercent, double *bytesFromDisk, 
         *bytesFromCache = fromCache;
 }
 
-// Under the lock, although nothing else here needs it: a reader adds to
-// the counters meanwhile, and two unguarded writes to a double are a race.
 void FileCacheManager::ResetStatisticCounters() {
     AutoCriticalSection hold(lock);
     bytesLoaded = 0;
