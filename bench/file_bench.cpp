@@ -208,13 +208,17 @@ String ChunkedReadLine(File &file, int32_t size) {
 
 void ReadLine_ChunkedSketch(benchmark::State &state) {
     const FileName name = LibraryName(TheFiles().text);
+    int64_t lines = 0;
     for (auto _ : state) {
         File file(name, File::OpenRead);
         const int32_t size = file.GetSize();
-        while (file.GetPosition() < size)
+        while (file.GetPosition() < size) {
             benchmark::DoNotOptimize(ChunkedReadLine(file, size).c_str());
+            ++lines;
+        }
     }
     state.SetBytesProcessed(state.iterations() * int64_t(kTextSize));
+    state.counters["lines"] = benchmark::Counter(double(lines), benchmark::Counter::kAvgIterations);
 }
 
 void ReadLine_getline(benchmark::State &state) {

@@ -106,6 +106,11 @@ TEST_P(FileRoad, LinesWrittenAndReadBack) {
         File file(name, File::OpenCreate | Road());
         file.WriteLine("x", 13, 10);
         file.WriteLine(String("y"), 10, '\xFF');
+        // Wine's stream reports the size on disk, without what its buffer
+        // holds.
+        if (!Road() || !RunningUnderWine()) {
+            EXPECT_EQ(5, file.GetSize());
+        }
         file.WriteString("lone cr\rnext");
         file.WriteString(String("zero"), 1);
         file.WriteString("\r\n\nlast\r");
