@@ -11,6 +11,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/frame/exception.h"
 #include "CommonVcZq/text/messages.h"
 #include "CommonVcZq/threads/locks.h"
@@ -93,8 +94,6 @@ int ReadNarrowed(File &file, Wide *value) {
 }
 
 }  // namespace
-
-FileObject::~FileObject() {}
 
 // ------------------------------------------------------------- translators
 
@@ -223,11 +222,10 @@ int File::Open(const FileName &newName, int newFlags) {
 }
 
 void File::Close(int dropCache) {
-    // `dropCache` asks a block cache to forget the file's blocks; a File
-    // without a cache record, which every File is so far, has none.
-    (void)dropCache;
     if (!handle)
         return;
+    if (cache && dropCache)
+        cache->DropBlocks();
     if (OnStreamRoad()) {
         mmioClose(AsStream(handle), 0);
     } else {
