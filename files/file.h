@@ -183,8 +183,10 @@ public:
     int Read(double *value);
     // The bytes up to the next line end, which is read but not returned: a
     // zero byte, LF, CR LF, or a lone CR (whose following byte is put back).
-    // A CR as the last byte of the file raises 0x4652.  The line is read a
-    // byte at a time.  An empty result doesn't tell an empty line from the
+    // A CR as the last byte of the file raises 0x4652.  The line and the
+    // position it leaves are those of a read a byte at a time; the bytes are
+    // read a piece at a time and the position set back behind the line end.
+    // An empty result doesn't tell an empty line from the
     // end of the file: compare the position with the size.
     String ReadLine();
     // Starts a read of `size` bytes at `offset` on a file opened with
