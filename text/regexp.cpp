@@ -331,7 +331,8 @@ void MakePlan(const Step *steps, uint32_t count, Plan &plan) {
     plan.required = steps[required].literal;
     uint64_t before[4] = {};
     for (uint32_t s = 0; s < required; ++s)
-        AddAccepted(before, steps[s]);
+        if (steps[s].op != Op::StartOfText && steps[s].op != Op::EndOfLine)
+            AddAccepted(before, steps[s]);
     unsigned int blockers = 0;
     for (unsigned int c = 1; c < 256; ++c) {
         if (!Holds(before, c) && static_cast<int32_t>(c) != plan.required) {
@@ -344,7 +345,7 @@ void MakePlan(const Step *steps, uint32_t count, Plan &plan) {
 // A new block with the code bytes of `code` and the plan searching needs,
 // which is empty when the pattern did not compile.
 unsigned char *NewBlock(const unsigned char *code, bool compiled) {
-    Step steps[kMaxSteps];
+    Step steps[kMaxSteps] = {};  // an anchor's step sets only its op
     const uint32_t count = compiled ? Unpack(code, steps) : 0;
     unsigned char *block = static_cast<unsigned char *>(::operator new(BlockBytes(count)));
     memcpy(block, code, RegularExp::PatternSize);
