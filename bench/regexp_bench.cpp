@@ -208,9 +208,9 @@ void PrintRatios() {
     for (const std::string &name : caseNames) {
         std::map<std::string, double> &times = timesByCase[name];
         const double ours = times["RegularExp"];
-        printf("%-22s %10.3fms %10.3fms ", name.c_str(), ours, times["std::regex"]);
+        printf("%-22s %10.1fus %10.1fus ", name.c_str(), ours * 1000, times["std::regex"] * 1000);
         if (times.count("RE2"))
-            printf("%10.3fms ", times["RE2"]);
+            printf("%10.1fus ", times["RE2"] * 1000);
         else
             printf("%12s ", "-");
         printf("%14.3f ", times["std::regex"] > 0 ? ours / times["std::regex"] : 0.0);
