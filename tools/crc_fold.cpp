@@ -77,6 +77,16 @@ constexpr CrcFoldConstants MakeConstants(uint64_t polynomial, int width) {
     return k;
 }
 
+// The generator against the folding constants of CRC-32 as they are commonly
+// published: x^(128+32), x^(128-32), x^(512+32) and x^(512-32) mod P, whose
+// 32 bits reversed and doubled are 0x1751997D0, 0x0CCAA009E, 0x154442BD4
+// and 0x1C6E41596.
+static_assert(PowerOfX(128 + 32, 0x04C11DB7, 32) == 0x17D3315D, "x^160 mod P");
+static_assert(PowerOfX(128 - 32, 0x04C11DB7, 32) == 0xF200AA66, "x^96 mod P");
+static_assert(PowerOfX(512 + 32, 0x04C11DB7, 32) == 0x57A84455, "x^544 mod P");
+static_assert(PowerOfX(512 - 32, 0x04C11DB7, 32) == 0xD3504EC7, "x^480 mod P");
+static_assert(AsOperand(1) == uint64_t(1) << 63 && AsOperand(0x8005) == 0xA001000000000000ull, "reflected operands");
+
 }  // namespace
 
 // CRC-16/ARC, x^16 + x^15 + x^2 + 1, and CRC-32, the polynomial of zlib.
