@@ -22,6 +22,8 @@
 #include "CommonVcZq/collections/double_list_of_ptr.h"
 #include "CommonVcZq/collections/hash_list.h"
 
+#include "CommonVcZq/files/file.h"
+#include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/files/file_name.h"
 #include "CommonVcZq/files/file_scanner.h"
 
