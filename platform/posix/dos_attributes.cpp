@@ -1,10 +1,10 @@
 // DOS attributes from permission bits and user.DOSATTRIB; the rules are in
-// dos_attributes.h, and they are those of files.cpp, which keeps its own
-// reading beside its writing of the attribute.
+// dos_attributes.h.
 #include "platform/posix/dos_attributes.h"
 
 #include <errno.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -75,19 +75,35 @@ bool HaveGetXattrAt() {
 
 }  // namespace
 
+DWORD StoredDosAttributes(int fd, const char *path, bool *kept) {
+    char text[256];
+    const ssize_t length = fd >= 0 ? fgetxattr(fd, kAttributeName, text, sizeof text - 1)
+                                   : getxattr(path, kAttributeName, text, sizeof text - 1);
+    return ParseDosAttributes(text, length, kept);
+}
+
 DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool *kept) {
     char text[256];  // Samba's binary part follows the text
-    ssize_t length;
-    if (HaveGetXattrAt()) {
-        length = GetXattrAt(folder, name, text, sizeof text - 1);
+    if (!HaveGetXattrAt())
+        return StoredDosAttributes(-1, path, kept);
+    return ParseDosAttributes(text, GetXattrAt(folder, name, text, sizeof text - 1), kept);
+}
+
+int StoreDosAttributes(int fd, const char *path, mode_t mode, DWORD attributes) {
+    attributes &= kStoredDosAttributes;
+    const DWORD defaults = S_ISDIR(mode) ? 0 : FILE_ATTRIBUTE_ARCHIVE;
+    int result;
+    if (attributes == defaults) {
+        result = fd >= 0 ? fremovexattr(fd, kAttributeName) : removexattr(path, kAttributeName);
+        if (result != 0 && errno == ENODATA)
+            return 0;
     } else {
-#if defined(__APPLE__)
-        length = getxattr(path, kAttributeName, text, sizeof text - 1, 0, 0);
-#else
-        length = getxattr(path, kAttributeName, text, sizeof text - 1);
-#endif
+        char text[16];
+        const int length = snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(attributes));
+        result = fd >= 0 ? fsetxattr(fd, kAttributeName, text, static_cast<size_t>(length), 0)
+                         : setxattr(path, kAttributeName, text, static_cast<size_t>(length), 0);
     }
-    return ParseDosAttributes(text, length, kept);
+    return result == 0 ? 0 : errno;
 }
 
 DWORD DosAttributes(mode_t mode, const char *name, DWORD stored, bool kept) {

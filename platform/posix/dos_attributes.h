@@ -1,6 +1,7 @@
-// The DOS attributes of a file on a POSIX file system, for listings.
+// The DOS attributes of a file on a POSIX file system, for the file handles
+// and names (files.cpp) and the listings (find.cpp) alike.
 //
-// The rules are those of the file handles and names (files.cpp): read-only
+// Read-only
 // is the absence of every write permission bit; hidden, system, archive
 // and temporary live in the extended attribute user.DOSATTRIB, as the
 // text "0x" and hexadecimal digits that Samba and wine write (Samba's
@@ -24,6 +25,10 @@ const DWORD kStoredDosAttributes =
 // What the read of user.DOSATTRIB gives for a file without it.
 const DWORD kNoStoredDosAttributes = ~0u;
 
+// The stored bits of the open file `fd`, or when `fd` is -1 of the file
+// at the native path `path`, or kNoStoredDosAttributes; `*kept` as below.
+DWORD StoredDosAttributes(int fd, const char *path, bool *kept);
+
 // The stored bits of the entry `name` of the open folder `folder`, whose
 // native path `path` also names, or kNoStoredDosAttributes.  Where the
 // kernel has getxattrat (Linux 6.13) the name is looked up in the folder
@@ -37,6 +42,12 @@ DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool
 // or their defaults for kNoStoredDosAttributes; `kept` false says that the
 // file system keeps no extended attributes.
 DWORD DosAttributes(mode_t mode, const char *name, DWORD stored, bool kept);
+
+// Stores the stored bits of `attributes` in user.DOSATTRIB of `fd`, or of
+// `path` when `fd` is -1, for a file of `mode`; a file whose bits are its
+// defaults goes without the attribute.  Returns 0 or the errno, EOPNOTSUPP
+// where the file system keeps no extended attributes.
+int StoreDosAttributes(int fd, const char *path, mode_t mode, DWORD attributes);
 
 }  // namespace cvz::posix
 

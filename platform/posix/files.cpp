@@ -158,6 +158,7 @@
 //   that reserve blocks at write (ext4, xfs, tmpfs) means the disk has
 //   room for it; file systems that allocate only at write-back (some
 //   network and copy-on-write ones) may still fail at FlushFileBuffers.
+#include "platform/posix/dos_attributes.h"
 #include "platform/posix/files.h"
 
 #include "platform/posix/kernel_objects.h"
@@ -377,70 +378,18 @@ bool HeldWithoutSharingDelete(const char *path) {
 
 // ---- Attributes -------------------------------------------------------------
 
-const char kDosAttributeName[] = "user.DOSATTRIB";
-const DWORD kKeptAttributes =
-    FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_TEMPORARY;
-
-DWORD DefaultAttributes(const struct stat &st) {
-    return S_ISDIR(st.st_mode) ? DWORD(0) : DWORD(FILE_ATTRIBUTE_ARCHIVE);
-}
-
-bool IsDotName(const char *path) {
-    const char *last = strrchr(path, '/');
-    last = last != nullptr ? last + 1 : path;
-    return last[0] == '.' && last[1] != '\0' && strcmp(last, "..") != 0;
-}
-
-// The attributes of a file with status `st`, from its user.DOSATTRIB:
-// `length` is what getxattr returned for `data`, `error` its errno when it
-// failed; `path`, when known, for the names of file systems without
-// extended attributes.
-DWORD ComposeAttributes(const struct stat &st, char *data, ssize_t length, int error,
-                        const char *path) {
-    DWORD attributes = DefaultAttributes(st);
-    if (length > 2 && data[0] == '0' && (data[1] == 'x' || data[1] == 'X')) {
-        data[length] = '\0';  // the text ends at its own zero, if it has one
-        attributes = static_cast<DWORD>(strtoul(data + 2, nullptr, 16)) & kKeptAttributes;
-    } else if (length < 0 && error == EOPNOTSUPP && path != nullptr && IsDotName(path)) {
-        attributes |= FILE_ATTRIBUTE_HIDDEN;
-    }
-    if (S_ISDIR(st.st_mode)) {
-        attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    } else if ((st.st_mode & 0222) == 0) {
-        attributes |= FILE_ATTRIBUTE_READONLY;
-    }
-    return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
-}
-
+// The rules of DOS attributes (read-only from the write bits, the rest in
+// user.DOSATTRIB) are dos_attributes.h's, shared with the listings.
 DWORD AttributesOfPath(const char *path, const struct stat &st) {
-    char data[80];
-    const ssize_t length = getxattr(path, kDosAttributeName, data, sizeof data - 1);
-    return ComposeAttributes(st, data, length, errno, path);
+    const char *name = strrchr(path, '/');
+    bool kept = true;
+    const DWORD stored = StoredDosAttributes(-1, path, &kept);
+    return DosAttributes(st.st_mode, name != nullptr ? name + 1 : path, stored, kept);
 }
 
 DWORD AttributesOfDescriptor(int fd, const struct stat &st) {
-    char data[80];
-    const ssize_t length = fgetxattr(fd, kDosAttributeName, data, sizeof data - 1);
-    return ComposeAttributes(st, data, length, errno, nullptr);
-}
-
-// Stores the kept bits of `attributes` in user.DOSATTRIB of `fd`, or of
-// `path` when `fd` is -1.  A file with the default attributes goes without.
-// Returns 0 or the errno; EOPNOTSUPP where the file system keeps none.
-int StoreAttributes(int fd, const char *path, const struct stat &st, DWORD attributes) {
-    attributes &= kKeptAttributes;
-    int result;
-    if (attributes == DefaultAttributes(st)) {
-        result = fd >= 0 ? fremovexattr(fd, kDosAttributeName) : removexattr(path, kDosAttributeName);
-        if (result != 0 && errno == ENODATA)
-            return 0;
-    } else {
-        char text[16];
-        const int length = snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(attributes));
-        result = fd >= 0 ? fsetxattr(fd, kDosAttributeName, text, static_cast<size_t>(length), 0)
-                         : setxattr(path, kDosAttributeName, text, static_cast<size_t>(length), 0);
-    }
-    return result == 0 ? 0 : errno;
+    bool kept = true;
+    return DosAttributes(st.st_mode, "", StoredDosAttributes(fd, nullptr, &kept), kept);
 }
 
 mode_t CurrentUmask() {
@@ -930,12 +879,12 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
                                           (flags & FILE_FLAG_OVERLAPPED) != 0, writable, lockable, IdOf(st));
     }
 
-    if ((created && (flags & kKeptAttributes & ~FILE_ATTRIBUTE_ARCHIVE) != 0) || truncates) {
+    if ((created && (flags & kStoredDosAttributes & ~FILE_ATTRIBUTE_ARCHIVE) != 0) || truncates) {
         // A new or overwritten file has the attributes asked for, and keeps
         // its hidden and system ones; the archive bit comes with every
         // change, as on Windows.
         attributes = (attributes & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM)) | flags | FILE_ATTRIBUTE_ARCHIVE;
-        StoreAttributes(fd, path, st, attributes);
+        StoreDosAttributes(fd, path, st.st_mode, attributes);
         if (truncates && (flags & FILE_ATTRIBUTE_READONLY) != 0)
             fchmod(fd, st.st_mode & ~0222);
     }
@@ -1213,7 +1162,7 @@ BOOL SetFileAttributesA(LPCSTR name, DWORD attributes) {
     const bool opened = (mode & 0222) == 0 && !S_ISDIR(st.st_mode);
     if (opened && chmod(path, mode | S_IWUSR) != 0)
         return FailName(path, errno);
-    const int error = StoreAttributes(-1, path, st, attributes);
+    const int error = StoreDosAttributes(-1, path, st.st_mode, attributes);
     if ((opened || wanted != mode) && chmod(path, wanted) != 0)
         return FailName(path, errno);
     if (error != 0 && error != EOPNOTSUPP)
