@@ -25,6 +25,7 @@
 #include <windows.h>
 #include <mmsystem.h>
 #include <process.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -33,6 +34,7 @@
 #include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include "CommonVcZq/platform/application.h"
 
@@ -284,6 +286,239 @@ int GetThreadPriority(HANDLE thread);
 BOOL SetPriorityClass(HANDLE process, DWORD priorityClass);
 DWORD GetPriorityClass(HANDLE process);
 DWORD timeGetTime(void);
+}
+
+// Files (platform/posix/files.cpp).  A file handle is a kernel object over
+// a descriptor; names take the drive-letter form of paths.h.  Share modes
+// hold between all handles of this process and between processes that use
+// this layer, through open-file-description locks on reserved bytes beyond
+// any 32-bit offset; LockFile ranges are such locks too, so they hold
+// between processes as well.  A program that ignores locks is not stopped.
+// Read-only is the absence of write permission; hidden, system and archive
+// live in the extended attribute user.DOSATTRIB, as Samba and wine keep
+// them.  Growing a file reserves its blocks, so a size the disk cannot hold
+// fails at once with ERROR_DISK_FULL.  files.cpp says what differs from
+// Windows.
+typedef WORD *LPWORD;
+typedef DWORD *LPDWORD;
+typedef LONG *PLONG;
+typedef const void *LPCVOID;
+
+enum : DWORD {
+    ERROR_TOO_MANY_OPEN_FILES = 4,
+    ERROR_WRITE_PROTECT = 19,
+    ERROR_SEEK = 25,
+    ERROR_WRITE_FAULT = 29,
+    ERROR_READ_FAULT = 30,
+    ERROR_GEN_FAILURE = 31,
+    ERROR_SHARING_VIOLATION = 32,
+    ERROR_LOCK_VIOLATION = 33,
+    ERROR_HANDLE_EOF = 38,
+    ERROR_HANDLE_DISK_FULL = 39,
+    ERROR_NOT_SUPPORTED = 50,
+    ERROR_FILE_EXISTS = 80,
+    ERROR_DISK_FULL = 112,
+    ERROR_INVALID_NAME = 123,
+    ERROR_NEGATIVE_SEEK = 131,
+    ERROR_DIR_NOT_EMPTY = 145,
+    ERROR_NOT_LOCKED = 158,
+    ERROR_BUSY = 170,
+    ERROR_FILE_TOO_LARGE = 223,
+    ERROR_DIRECTORY = 267,
+    ERROR_IO_INCOMPLETE = 996,
+    ERROR_IO_PENDING = 997,
+    ERROR_IO_DEVICE = 1117,
+    ERROR_CANT_RESOLVE_FILENAME = 1921,
+};
+
+// Access, share modes, dispositions, flags and attributes of CreateFileA.
+enum : DWORD {
+    GENERIC_READ = 0x80000000,
+    GENERIC_WRITE = 0x40000000,
+    FILE_SHARE_READ = 0x1,
+    FILE_SHARE_WRITE = 0x2,
+    FILE_SHARE_DELETE = 0x4,
+    CREATE_NEW = 1,
+    CREATE_ALWAYS = 2,
+    OPEN_EXISTING = 3,
+    OPEN_ALWAYS = 4,
+    TRUNCATE_EXISTING = 5,
+    FILE_ATTRIBUTE_READONLY = 0x1,
+    FILE_ATTRIBUTE_HIDDEN = 0x2,
+    FILE_ATTRIBUTE_SYSTEM = 0x4,
+    FILE_ATTRIBUTE_DIRECTORY = 0x10,
+    FILE_ATTRIBUTE_ARCHIVE = 0x20,
+    FILE_ATTRIBUTE_NORMAL = 0x80,
+    FILE_ATTRIBUTE_TEMPORARY = 0x100,
+    FILE_FLAG_WRITE_THROUGH = 0x80000000,
+    FILE_FLAG_OVERLAPPED = 0x40000000,
+    FILE_FLAG_NO_BUFFERING = 0x20000000,
+    FILE_FLAG_RANDOM_ACCESS = 0x10000000,
+    FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000,
+    FILE_FLAG_DELETE_ON_CLOSE = 0x04000000,
+    FILE_FLAG_BACKUP_SEMANTICS = 0x02000000,
+    FILE_BEGIN = 0,
+    FILE_CURRENT = 1,
+    FILE_END = 2,
+    INVALID_FILE_SIZE = 0xFFFFFFFF,
+    INVALID_SET_FILE_POINTER = 0xFFFFFFFF,
+    INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF,
+};
+#define INVALID_HANDLE_VALUE ((HANDLE)(LONG_PTR)-1)
+
+// The control record of a read at an offset.  The read completes within
+// the call: Internal is 0 (success), InternalHigh the byte count, and
+// hEvent, when given, is set.
+struct OVERLAPPED {
+    ULONG_PTR Internal;
+    ULONG_PTR InternalHigh;
+    union {
+        struct {
+            DWORD Offset;
+            DWORD OffsetHigh;
+        };
+        LPVOID Pointer;
+    };
+    HANDLE hEvent;
+};
+typedef OVERLAPPED *LPOVERLAPPED;
+
+struct BY_HANDLE_FILE_INFORMATION {
+    DWORD dwFileAttributes;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    DWORD dwVolumeSerialNumber;
+    DWORD nFileSizeHigh;
+    DWORD nFileSizeLow;
+    DWORD nNumberOfLinks;
+    DWORD nFileIndexHigh;
+    DWORD nFileIndexLow;
+};
+typedef BY_HANDLE_FILE_INFORMATION *LPBY_HANDLE_FILE_INFORMATION;
+
+extern "C" {
+
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIBUTES security,
+                   DWORD disposition, DWORD flagsAndAttributes, HANDLE templateFile);
+BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD toRead, LPDWORD read, LPOVERLAPPED overlapped);
+BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD toWrite, LPDWORD written,
+               LPOVERLAPPED overlapped);
+BOOL GetOverlappedResult(HANDLE file, LPOVERLAPPED overlapped, LPDWORD transferred, BOOL wait);
+DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD method);
+BOOL SetEndOfFile(HANDLE file);
+DWORD GetFileSize(HANDLE file, LPDWORD sizeHigh);
+BOOL FlushFileBuffers(HANDLE file);
+BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow, DWORD lengthHigh);
+BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow,
+                DWORD lengthHigh);
+BOOL GetFileTime(HANDLE file, LPFILETIME creation, LPFILETIME lastAccess, LPFILETIME lastWrite);
+BOOL SetFileTime(HANDLE file, const FILETIME *creation, const FILETIME *lastAccess,
+                 const FILETIME *lastWrite);
+BOOL GetFileInformationByHandle(HANDLE file, LPBY_HANDLE_FILE_INFORMATION information);
+// The two words of the DOS form (see DosDateTimeToFileTime); the years
+// 1980 to 2107 only, else ERROR_INVALID_PARAMETER.
+BOOL FileTimeToDosDateTime(const FILETIME *fileTime, LPWORD fatDate, LPWORD fatTime);
+DWORD GetFileAttributesA(LPCSTR name);
+BOOL SetFileAttributesA(LPCSTR name, DWORD attributes);
+BOOL DeleteFileA(LPCSTR name);
+
+// The runtime library's calls on names, taking drive-letter names as the
+// Windows runtime does: 0 on success, else -1 with errno set and the Win32
+// error through GetLastError.  remove fails on a read-only file and on a
+// file open without FILE_SHARE_DELETE; rename never replaces an existing
+// file.  They stand in for the C library's functions of the same names.
+int remove(const char *name) noexcept;
+int rename(const char *oldName, const char *newName) noexcept;
+}
+
+// The buffered stream over file handles (platform/posix/mmio.cpp).
+struct HMMIO__;
+typedef struct HMMIO__ *HMMIO;
+typedef UINT MMRESULT;
+typedef char *HPSTR;
+typedef DWORD FOURCC;
+typedef DWORD HTASK;
+typedef LONG_PTR LRESULT;
+typedef LRESULT (*LPMMIOPROC)(LPSTR info, UINT message, LPARAM param1, LPARAM param2);
+
+// mmioOpenA's `info`, when not null: cchBuffer and pchBuffer ask for a
+// buffer size or give the buffer; wErrorRet receives the MMIOERR_ code of a
+// failed open.  The other fields are not looked at.
+struct MMIOINFO {
+    DWORD dwFlags;
+    FOURCC fccIOProc;
+    LPMMIOPROC pIOProc;
+    UINT wErrorRet;
+    HTASK htask;
+    LONG cchBuffer;
+    HPSTR pchBuffer;
+    HPSTR pchNext;
+    HPSTR pchEndRead;
+    HPSTR pchEndWrite;
+    LONG lBufOffset;
+    LONG lDiskOffset;
+    DWORD adwInfo[3];
+    DWORD dwReserved1;
+    DWORD dwReserved2;
+    HMMIO hmmio;
+};
+typedef MMIOINFO *LPMMIOINFO;
+
+enum : DWORD {
+    MMSYSERR_NOERROR = 0,
+    MMIO_READ = 0x0,
+    MMIO_WRITE = 0x1,
+    MMIO_READWRITE = 0x2,
+    MMIO_COMPAT = 0x0,
+    MMIO_EXCLUSIVE = 0x10,
+    MMIO_DENYWRITE = 0x20,
+    MMIO_DENYREAD = 0x30,
+    MMIO_DENYNONE = 0x40,
+    MMIO_CREATE = 0x1000,
+    MMIO_EXIST = 0x4000,
+    MMIO_ALLOCBUF = 0x10000,
+    MMIO_FHOPEN = 0x10,
+    MMIO_EMPTYBUF = 0x10,
+    MMIO_DEFAULTBUFFER = 8192,
+    MMIOERR_FILENOTFOUND = 257,
+    MMIOERR_OUTOFMEMORY = 258,
+    MMIOERR_CANNOTOPEN = 259,
+    MMIOERR_CANNOTCLOSE = 260,
+    MMIOERR_CANNOTREAD = 261,
+    MMIOERR_CANNOTWRITE = 262,
+    MMIOERR_CANNOTSEEK = 263,
+    MMIOERR_CANNOTEXPAND = 264,
+    MMIOERR_UNBUFFERED = 266,
+    MMIOERR_PATHNOTFOUND = 267,
+    MMIOERR_ACCESSDENIED = 268,
+    MMIOERR_SHARINGVIOLATION = 269,
+    MMIOERR_NETWORKERROR = 270,
+    MMIOERR_TOOMANYOPENFILES = 271,
+    MMIOERR_INVALIDFILE = 272,
+};
+
+extern "C" {
+// Opens `name` with the share modes of CreateFileA: MMIO_EXCLUSIVE denies
+// both, MMIO_DENYWRITE writing, MMIO_DENYREAD reading, MMIO_DENYNONE and
+// MMIO_COMPAT nothing.  MMIO_CREATE creates or empties the file.  With
+// MMIO_ALLOCBUF the stream gets a buffer of its own (cchBuffer bytes, or
+// MMIO_DEFAULTBUFFER); without it, reads and writes go straight to the
+// file.  Returns null on failure, with GetLastError set.
+HMMIO mmioOpenA(LPSTR name, LPMMIOINFO info, DWORD flags);
+// Writes what the buffer holds, then closes; MMIOERR_CANNOTWRITE when
+// that write failed (the handle is gone all the same).
+MMRESULT mmioClose(HMMIO stream, UINT flags);
+// Return the byte count, or -1 on failure; a write onto a full disk gives
+// the count that reached the file (with GetLastError ERROR_DISK_FULL).
+LONG mmioRead(HMMIO stream, HPSTR buffer, LONG count);
+LONG mmioWrite(HMMIO stream, const char *buffer, LONG count);
+// `origin` SEEK_SET, SEEK_CUR or SEEK_END (0, 1, 2); returns the new
+// position, or -1 for a position before the start or beyond 2^31 - 1.
+LONG mmioSeek(HMMIO stream, LONG offset, int origin);
+// Writes what the buffer holds; with MMIO_EMPTYBUF also forgets what it
+// read ahead.  MMIOERR_CANNOTWRITE when the write failed.
+MMRESULT mmioFlush(HMMIO stream, UINT flags);
 }
 
 #endif
