@@ -22,6 +22,7 @@
 #include "CommonVcZq/collections/double_list_of_ptr.h"
 #include "CommonVcZq/collections/hash_list.h"
 
+#include "CommonVcZq/files/file.h"
 #include "CommonVcZq/files/file_name.h"
 
 #include "CommonVcZq/config/config.h"
