@@ -154,11 +154,12 @@ LONG InterlockedExchange(LONG volatile *target, LONG value);
 LONG InterlockedExchangeAdd(LONG volatile *target, LONG value);
 LONG InterlockedCompareExchange(LONG volatile *target, LONG exchange, LONG comparand);
 
-// Events, handles and waits (platform/posix/events.cpp).  A handle names a
-// kernel object until CloseHandle; the objects so far are events.  Only
-// the calling process can be named (GetCurrentProcess), and a name given to
-// CreateEventA is known within this process only.  The waits are never
-// alertable here, so bAlertable is not looked at.
+// Events, handles and waits (platform/posix/events.cpp, handles.cpp).  A
+// handle names a kernel object until CloseHandle; the objects so far are
+// events and threads.  Only the calling process can be named
+// (GetCurrentProcess), and a name given to CreateEventA is known within
+// this process only.  The waits are never alertable here, so bAlertable is
+// not looked at.
 HANDLE CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
                     LPCSTR name);
 BOOL SetEvent(HANDLE event);

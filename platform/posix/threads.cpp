@@ -1,5 +1,5 @@
 // Threads: creation, thread handles, suspension, termination, priorities,
-// and timeGetTime.
+// Sleep and timeGetTime.
 //
 // A thread handle names a kernel object (kernel_objects.h) that becomes
 // signalled when the thread ends, and GetExitCodeThread then gives its exit
@@ -126,12 +126,16 @@
 // threads take the nice value of the current class.  Elsewhere the values
 // are only kept.
 //
+// Sleep(0) yields the processor (sched_yield); Sleep(INFINITE) never
+// returns; a signal does not shorten a Sleep.
+//
 // timeGetTime reads the clock of GetTickCount: milliseconds since the
 // system started, in 32 bits.
 #include "platform/posix/kernel_objects.h"
 
 #include <errno.h>
 #include <limits.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <time.h>
@@ -151,8 +155,10 @@
 
 namespace {
 
-using cvz::posix::KernelLock;
+using cvz::posix::CurrentProcessPseudoHandle;
 using cvz::posix::KernelObject;
+using cvz::posix::Locked;
+using cvz::posix::WithObject;
 
 // The control word: the suspend count in the low bits, and the end request.
 constexpr uint32_t kCountMask = 0xFF;
@@ -277,10 +283,7 @@ thread_local ThreadSelf threadSelf;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, nullptr);
     ++callDepth;  // what the lock guards is this thread's to change now
-    {
-        std::lock_guard<std::mutex> hold(KernelLock());
-        self->End(self->requestedExitCode);
-    }
+    Locked([&] { self->End(self->requestedExitCode); });
     for (;;)
         pause();
 }
@@ -334,17 +337,13 @@ ThreadSelf::~ThreadSelf() {
     ThreadObject *self = currentThread;
     if (self == nullptr)
         return;
-    {
-        cvz::posix::KernelCall call;
-        {
-            std::lock_guard<std::mutex> hold(KernelLock());
-            self->End(self->returnedCode);
-        }
+    Locked([&] {
+        self->End(self->returnedCode);
         // No request reaches the thread any more, also not one the call
         // holds back.
         currentThread = nullptr;
         threadEnding = true;
-    }
+    });
     object.reset();
 }
 
@@ -422,19 +421,6 @@ void ApplyClassToAllThreads() {
     }
     closedir(tasks);
 #endif
-}
-
-HANDLE CurrentProcess() {
-    return reinterpret_cast<HANDLE>(static_cast<intptr_t>(-1));
-}
-
-// The thread that `handle` names, or null with ERROR_INVALID_HANDLE.  The
-// kernel lock is held.
-ThreadObject *ThreadOf(HANDLE handle) {
-    ThreadObject *thread = dynamic_cast<ThreadObject *>(cvz::posix::ObjectOf(handle));
-    if (thread == nullptr)
-        SetLastError(ERROR_INVALID_HANDLE);
-    return thread;
 }
 
 // Asks `thread` to look at its control word.  The kernel lock is held, so
@@ -567,15 +553,15 @@ uintptr_t _beginthreadex(void *, unsigned stackSize, unsigned (*start)(void *), 
     while ((id = Load(&object->id)) == 0)
         SleepOnWord(&object->id, 0);
 
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    if (!object->ended) {
-        LinkLive(object.get());
-        ApplyNice(id, NiceFor(processClass, THREAD_PRIORITY_NORMAL));
-    }
     if (threadId != nullptr)
         *threadId = id;
-    return reinterpret_cast<uintptr_t>(cvz::posix::NewHandle(std::move(object)));
+    return Locked([&] {
+        if (!object->ended) {
+            LinkLive(object.get());
+            ApplyNice(id, NiceFor(processClass, THREAD_PRIORITY_NORMAL));
+        }
+        return reinterpret_cast<uintptr_t>(cvz::posix::NewHandle(std::move(object)));
+    });
 }
 
 HANDLE GetCurrentThread(void) {
@@ -583,90 +569,74 @@ HANDLE GetCurrentThread(void) {
 }
 
 BOOL GetExitCodeThread(HANDLE handle, DWORD *exitCode) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    if (thread == nullptr)
-        return FALSE;
-    *exitCode = thread->exitCode;
-    return TRUE;
+    return WithObject<ThreadObject>(handle, FALSE, [&](ThreadObject &thread) {
+        *exitCode = thread.exitCode;
+        return TRUE;
+    });
 }
 
 DWORD SuspendThread(HANDLE handle) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    if (thread == nullptr)
-        return 0xFFFFFFFF;
-    if (thread->ended) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return 0xFFFFFFFF;
-    }
-    uint32_t count = Load(&thread->control) & kCountMask;
-    if (count >= MAXIMUM_SUSPEND_COUNT) {
-        SetLastError(ERROR_SIGNAL_REFUSED);
-        return 0xFFFFFFFF;
-    }
-    __atomic_add_fetch(&thread->control, 1, __ATOMIC_RELEASE);
-    if (count == 0)
-        Notify(thread);
-    return count;
+    return WithObject<ThreadObject>(handle, 0xFFFFFFFF, [](ThreadObject &thread) -> DWORD {
+        if (thread.ended) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return 0xFFFFFFFF;
+        }
+        uint32_t count = Load(&thread.control) & kCountMask;
+        if (count >= MAXIMUM_SUSPEND_COUNT) {
+            SetLastError(ERROR_SIGNAL_REFUSED);
+            return 0xFFFFFFFF;
+        }
+        __atomic_add_fetch(&thread.control, 1, __ATOMIC_RELEASE);
+        if (count == 0)
+            Notify(&thread);
+        return count;
+    });
 }
 
 DWORD ResumeThread(HANDLE handle) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    if (thread == nullptr)
-        return 0xFFFFFFFF;
-    uint32_t count = Load(&thread->control) & kCountMask;
-    if (count > 0 && (__atomic_sub_fetch(&thread->control, 1, __ATOMIC_RELEASE) & kCountMask) == 0)
-        WakeWord(&thread->control);
-    return count;
+    return WithObject<ThreadObject>(handle, 0xFFFFFFFF, [](ThreadObject &thread) -> DWORD {
+        uint32_t count = Load(&thread.control) & kCountMask;
+        if (count > 0 &&
+            (__atomic_sub_fetch(&thread.control, 1, __ATOMIC_RELEASE) & kCountMask) == 0)
+            WakeWord(&thread.control);
+        return count;
+    });
 }
 
 BOOL TerminateThread(HANDLE handle, DWORD exitCode) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    if (thread == nullptr)
-        return FALSE;
-    if (thread->ended || (Load(&thread->control) & kEndRequested) != 0)
+    return WithObject<ThreadObject>(handle, FALSE, [&](ThreadObject &thread) {
+        if (thread.ended || (Load(&thread.control) & kEndRequested) != 0)
+            return TRUE;
+        thread.requestedExitCode = exitCode;
+        __atomic_or_fetch(&thread.control, kEndRequested, __ATOMIC_RELEASE);
+        WakeWord(&thread.control);  // a suspended thread, or one not yet begun
+        if (thread.sleep != nullptr)
+            thread.sleep->notify_all();
+        Notify(&thread);
         return TRUE;
-    thread->requestedExitCode = exitCode;
-    __atomic_or_fetch(&thread->control, kEndRequested, __ATOMIC_RELEASE);
-    WakeWord(&thread->control);  // a suspended thread, or one not yet begun
-    if (thread->sleep != nullptr)
-        thread->sleep->notify_all();
-    Notify(thread);
-    return TRUE;
+    });
 }
 
 BOOL SetThreadPriority(HANDLE handle, int priority) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    if (thread == nullptr)
-        return FALSE;
-    if (!IsPriority(priority, processClass)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
-    thread->priority = priority;
-    if (!thread->ended)
-        ApplyNice(Load(&thread->id), NiceFor(processClass, priority));
-    return TRUE;
+    return WithObject<ThreadObject>(handle, FALSE, [&](ThreadObject &thread) {
+        if (!IsPriority(priority, processClass)) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return FALSE;
+        }
+        thread.priority = priority;
+        if (!thread.ended)
+            ApplyNice(Load(&thread.id), NiceFor(processClass, priority));
+        return TRUE;
+    });
 }
 
 int GetThreadPriority(HANDLE handle) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    ThreadObject *thread = ThreadOf(handle);
-    return thread != nullptr ? thread->priority : THREAD_PRIORITY_ERROR_RETURN;
+    return WithObject<ThreadObject>(handle, THREAD_PRIORITY_ERROR_RETURN,
+                                    [](ThreadObject &thread) { return thread.priority; });
 }
 
 BOOL SetPriorityClass(HANDLE process, DWORD priorityClass) {
-    if (process != CurrentProcess()) {
+    if (process != CurrentProcessPseudoHandle()) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
@@ -674,21 +644,36 @@ BOOL SetPriorityClass(HANDLE process, DWORD priorityClass) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    processClass = priorityClass;
-    ApplyClassToAllThreads();
+    Locked([&] {
+        processClass = priorityClass;
+        ApplyClassToAllThreads();
+    });
     return TRUE;
 }
 
 DWORD GetPriorityClass(HANDLE process) {
-    if (process != CurrentProcess()) {
+    if (process != CurrentProcessPseudoHandle()) {
         SetLastError(ERROR_INVALID_HANDLE);
         return 0;
     }
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    return processClass;
+    return Locked([] { return processClass; });
+}
+
+void Sleep(DWORD milliseconds) {
+    if (milliseconds == 0) {
+        sched_yield();
+        return;
+    }
+    if (milliseconds == INFINITE) {
+        for (;;)
+            pause();
+    }
+    timespec rest{static_cast<time_t>(milliseconds / 1000),
+                  static_cast<long>(milliseconds % 1000) * 1000000L};
+    int savedErrno = errno;
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+    }
+    errno = savedErrno;
 }
 
 DWORD timeGetTime(void) {

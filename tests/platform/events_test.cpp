@@ -88,6 +88,9 @@ TEST_F(Events, ResetKindsNamesAndFailures) {
     EXPECT_EQ(ErrorAfter(!CloseHandle(closed)), DWORD{ERROR_INVALID_HANDLE});
     EXPECT_EQ(ErrorAfter(!SetEvent(closed)), DWORD{ERROR_INVALID_HANDLE});
     EXPECT_EQ(ErrorAfter(WaitForSingleObject(closed, kLong) == WAIT_FAILED), DWORD{ERROR_INVALID_HANDLE});
+    // A handle names one kind of object: to a call for another kind it is no handle.
+    EXPECT_EQ(ErrorAfter(!SetEvent(GetCurrentThread())), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(ErrorAfter(SuspendThread(first) == 0xFFFFFFFF), DWORD{ERROR_INVALID_HANDLE});
 
     HANDLE set = Make(TRUE, TRUE), withNull[] = {set, nullptr};
     EXPECT_EQ(ErrorAfter(WaitForMultipleObjectsEx(2, withNull, FALSE, 0, FALSE) == WAIT_FAILED),
