@@ -54,7 +54,7 @@ MappedFile::View::~View() {
 }
 
 MappedFile::MappedFile(const FileName &name, int openFlags, int createDefaultView, uint32_t size)
-    : FileObject(nullptr),
+    : FileObject(),
       mapping(nullptr),
       file(new File(name, openFlags)),
       fileSize(0),
@@ -72,7 +72,7 @@ MappedFile::MappedFile(const FileName &name, int openFlags, int createDefaultVie
 }
 
 MappedFile::MappedFile(File &file, int createDefaultView, uint32_t size)
-    : FileObject(nullptr),
+    : FileObject(),
       mapping(nullptr),
       file(&file),
       fileSize(0),

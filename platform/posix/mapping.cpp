@@ -34,11 +34,19 @@
 //   until they are on the disk (msync MS_SYNC), where Windows only starts
 //   the writing; that costs time, never correctness.
 //
+// - A name makes the mapping known by it, in the one name table of the
+//   kernel objects: CreateFileMappingA with a name that a mapping holds
+//   gives a new handle to that mapping, with ERROR_ALREADY_EXISTS, and
+//   its own file and size are not used; a name held by an object of
+//   another kind fails with ERROR_INVALID_HANDLE.
+//
 // What differs:
 //
-// - Only unnamed mappings of files exist: a name, or INVALID_HANDLE_VALUE
-//   for a mapping backed by the paging file, fails with
-//   ERROR_NOT_SUPPORTED.  The library asks for neither.
+// - Only mappings of files exist: INVALID_HANDLE_VALUE, for a mapping
+//   backed by the paging file, fails with ERROR_NOT_SUPPORTED.  Names are
+//   known within this process only.  With a name already taken, the file
+//   given is still made as long as the size asked for, since that happens
+//   before the name is looked up.
 // - Windows refuses to cut a file short while a view of it is mapped
 //   (ERROR_USER_MAPPED_FILE); here the file layer does not know of the
 //   views, and touching a page beyond the new end of the file raises
@@ -47,11 +55,11 @@
 //   Windows.
 //
 // The design.  The views are kept in one table by address, under a lock
-// of their own: MapViewOfFile takes a reference to the mapping under the
-// kernel lock, then maps with no lock held, and enters the view; unmapping
-// takes it out of the table and drops the reference after the lock is
-// released, so the last reference, which closes the descriptor, never
-// runs under a lock.
+// of their own: MapViewOfFile takes a reference to the mapping (kernel
+// lock held only for the look-up), then maps with no lock held, and enters
+// the view; unmapping takes it out of the table and drops the reference
+// after the lock is released, so the last reference, which closes the
+// descriptor, never runs under a lock.
 #include "platform/posix/file_handles.h"
 #include "platform/posix/kernel_objects.h"
 
@@ -71,7 +79,7 @@ using cvz::posix::KernelObject;
 
 constexpr uint64_t kGranularity = 65536;
 
-class Mapping final : public KernelObject, public std::enable_shared_from_this<Mapping> {
+class Mapping final : public KernelObject {
 public:
     Mapping(int fd, DWORD protection, uint64_t size) : fd(fd), protection(protection), size(size) {}
     ~Mapping() override { close(fd); }
@@ -111,19 +119,6 @@ std::map<uintptr_t, View>::iterator FindView(ViewTable &table, const void *addre
     return at < it->first + it->second.length ? it : table.views.end();
 }
 
-std::shared_ptr<Mapping> MappingOf(HANDLE handle) {
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
-    KernelObject *object = cvz::posix::ObjectOf(handle);
-    Mapping *mapping = dynamic_cast<Mapping *>(object);
-    if (mapping == nullptr) {
-        if (object != nullptr)
-            SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return mapping->shared_from_this();
-}
-
 // Makes the file behind `fd` `size` bytes long, reserving the new blocks.
 DWORD Extend(int fd, off_t from, off_t size) {
     const int error = posix_fallocate(fd, from, size - from);
@@ -148,7 +143,7 @@ extern "C" {
 
 HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
                           DWORD maximumSizeHigh, DWORD maximumSizeLow, LPCSTR name) {
-    if ((name != nullptr && name[0] != '\0') || file == INVALID_HANDLE_VALUE)
+    if (file == INVALID_HANDLE_VALUE)
         return Fail(-1, ERROR_NOT_SUPPORTED);
     if (protection != PAGE_READONLY && protection != PAGE_READWRITE)
         return Fail(-1, ERROR_INVALID_PARAMETER);
@@ -178,15 +173,16 @@ HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
             return Fail(fd, error);
     }
 
-    auto mapping = std::make_shared<Mapping>(fd, protection, size);
-    cvz::posix::KernelCall call;
-    std::lock_guard<std::mutex> hold(cvz::posix::KernelLock());
-    return cvz::posix::NewHandle(std::move(mapping));
+    // Made before the lock, so that a mapping of a name already taken
+    // closes its descriptor after it.
+    std::shared_ptr<KernelObject> mapping = std::make_shared<Mapping>(fd, protection, size);
+    return cvz::posix::CreateNamed<Mapping>(name, [&] { return mapping; });
 }
 
 LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                      SIZE_T bytes) {
-    std::shared_ptr<Mapping> mapping = MappingOf(handle);
+    cvz::posix::KernelCall call;
+    std::shared_ptr<Mapping> mapping = cvz::posix::Reference<Mapping>(handle);
     if (!mapping)
         return nullptr;
     const uint64_t offset = (uint64_t{offsetHigh} << 32) | offsetLow;
