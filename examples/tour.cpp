@@ -3,6 +3,7 @@
 #include <CommonVcZq.h>
 
 #include <stdio.h>
+#include <string.h>
 
 // A Windows application receives posted messages through <windows.h>;
 // elsewhere <CommonVcZq.h> declares the same calls.
@@ -180,6 +181,31 @@ static void FileNames() {
     printf("\n");
 }
 
+static void Files() {
+    Stop("Files: written, read back line by line, and held against a second open");
+    FileName name;
+    {
+        // A fresh name in the current directory, for reading and writing.
+        File writer(FileName(String::GetCurrentPath()), File::OpenTempName);
+        name = writer.GetName();
+        writer.WriteLine("first line");                   // ended by CR LF
+        writer.WriteLine("second line", '\n', '\xFF');    // by LF alone
+        writer.WriteString("a last line without an end");
+        printf("wrote %d bytes to %s\n", writer.GetSize(), name.c_str());
+    }
+    // Read without sharing: nobody else may open the file meanwhile.  The
+    // file is deleted when this File closes it.
+    File reader(name, File::OpenRead | File::ShareNone | File::DeleteOnCloseByFile);
+    for (int n = 1; reader.GetPosition() < reader.GetSize(); ++n)
+        printf("line %d: \"%s\"\n", n, String(reader.ReadLine()).c_str());
+    try {
+        File second(name, File::OpenRead | File::ShareReadWrite);
+    } catch (const Exception &e) {
+        const char *text = e.message->c_str();
+        printf("a second open fails with code %u:\n  %s\n", e.code, strchr(text, '\n') + 1);
+    }
+}
+
 static void Settings() {
     Stop("A settings tree in memory, and the text it makes");
     Config settings("Tour");
@@ -306,6 +332,7 @@ int main() {
     PatternsAndChecksums();
     ListsAndSorting();
     FileNames();
+    Files();
     Settings();
     UndoAndRedo();
     Failures();

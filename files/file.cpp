@@ -43,16 +43,40 @@ HMMIO AsStream(void *handle) {
     return static_cast<HMMIO>(handle);
 }
 
-// The two attribute words, bit for bit.
-struct AttributePair {
+// A bit of the library's words beside the platform's bit for it.
+struct BitPair {
     uint32_t library;
-    DWORD platform;
+    uint32_t platform;
 };
-const AttributePair kAttributes[] = {
+
+const BitPair kAttributes[] = {
     {File::AttrNormal, FILE_ATTRIBUTE_NORMAL},       {File::AttrReadOnly, FILE_ATTRIBUTE_READONLY},
     {File::AttrHidden, FILE_ATTRIBUTE_HIDDEN},       {File::AttrSystem, FILE_ATTRIBUTE_SYSTEM},
     {File::AttrDirectory, FILE_ATTRIBUTE_DIRECTORY}, {File::AttrArchive, FILE_ATTRIBUTE_ARCHIVE},
 };
+
+// The open flags that become CreateFileA's flags and attributes.
+const BitPair kSpecialFlags[] = {
+    {File::DeleteOnCloseBySystem, FILE_FLAG_DELETE_ON_CLOSE},
+    {File::OpenOverlapped, FILE_FLAG_OVERLAPPED},
+    {File::OpenNoBuffering, FILE_FLAG_NO_BUFFERING},
+    {File::OpenTemporary, FILE_ATTRIBUTE_TEMPORARY},
+    {File::OpenHidden, FILE_ATTRIBUTE_HIDDEN},
+    {File::OpenWriteThrough, FILE_FLAG_WRITE_THROUGH},
+    {File::OpenRandomAccess, FILE_FLAG_RANDOM_ACCESS},
+    {File::OpenSequentialScan, FILE_FLAG_SEQUENTIAL_SCAN},
+};
+
+// The bits of `word` carried across `pairs`, from the library's side to the
+// platform's, or back.
+template <size_t N>
+uint32_t MapBits(uint32_t word, const BitPair (&pairs)[N], bool toPlatform) {
+    uint32_t result = 0;
+    for (const BitPair &pair : pairs)
+        if (word & (toPlatform ? pair.library : pair.platform))
+            result |= toPlatform ? pair.platform : pair.library;
+    return result;
+}
 
 // The four bytes of a value stored as 32 bits.
 template <typename Narrow, typename Wide>
@@ -124,40 +148,15 @@ uint32_t File::TranslateOpenMode(int flags) {
 }
 
 uint32_t File::TranslateSpecialFlags(int flags) {
-    static const struct {
-        int flag;
-        DWORD platform;
-    } kSpecial[] = {
-        {DeleteOnCloseBySystem, FILE_FLAG_DELETE_ON_CLOSE},
-        {OpenOverlapped, FILE_FLAG_OVERLAPPED},
-        {OpenNoBuffering, FILE_FLAG_NO_BUFFERING},
-        {OpenTemporary, FILE_ATTRIBUTE_TEMPORARY},
-        {OpenHidden, FILE_ATTRIBUTE_HIDDEN},
-        {OpenWriteThrough, FILE_FLAG_WRITE_THROUGH},
-        {OpenRandomAccess, FILE_FLAG_RANDOM_ACCESS},
-        {OpenSequentialScan, FILE_FLAG_SEQUENTIAL_SCAN},
-    };
-    uint32_t result = 0;
-    for (const auto &special : kSpecial)
-        if (flags & special.flag)
-            result |= special.platform;
-    return result;
+    return MapBits(static_cast<uint32_t>(flags), kSpecialFlags, true);
 }
 
 uint32_t File::TranslateAttributeFlags(uint32_t attributes) {
-    uint32_t result = 0;
-    for (const AttributePair &pair : kAttributes)
-        if (attributes & pair.library)
-            result |= pair.platform;
-    return result;
+    return MapBits(attributes, kAttributes, true);
 }
 
 uint32_t File::TranslateOSAttributeFlags(uint32_t attributes) {
-    uint32_t result = 0;
-    for (const AttributePair &pair : kAttributes)
-        if (attributes & pair.platform)
-            result |= pair.library;
-    return result;
+    return MapBits(attributes, kAttributes, false);
 }
 
 int File::TranslateSeekMode(int origin) const {
@@ -168,9 +167,9 @@ int File::TranslateSeekMode(int origin) const {
 
 File::File() : lock(nullptr), flags(0), handle(nullptr), asyncRead() {}
 
-File::File(const FileName &name, int flags) : File() {
-    Open(name, flags);
-    if (flags & OpenThreadSafe)
+File::File(const FileName &fileName, int openFlags) : File() {
+    Open(fileName, openFlags);
+    if (openFlags & OpenThreadSafe)
         lock = new CriticalSection;
 }
 

@@ -181,7 +181,7 @@ TEST_P(FileRoad, TempNameIsMadeInTheFolder) {
 TEST(File, ClosedFilesAndFailedOpens) {
     ScratchFolder folder;
     const FileName missing = folder / "missing.txt";
-    File file(missing, File::OpenRead | File::OpenNoThrow);
+    File file(missing, File::OpenRead | File::OpenNoThrow | File::OpenThreadSafe);
     EXPECT_FALSE(file.IsOpen());
     EXPECT_EQ(nullptr, file.GetHandle());
     file.Close(1);
@@ -329,15 +329,6 @@ TEST(File, ReadAsyncSignalsItsEvent) {
     file.ReadAsync(buffer, 4, 3, done.GetHandle());
     ASSERT_EQ(1, done.WaitForIt(10000));
     EXPECT_EQ(0, memcmp(buffer, "3456", 4));
-}
-
-TEST(File, ThreadSafeFilesReadAsOthers) {
-    ScratchFolder folder;
-    const FileName name = folder / "shared.bin";
-    WriteWholeFile(name.c_str(), "abc");
-    File file(name, File::OpenRead | File::OpenThreadSafe);
-    EXPECT_EQ(File::OpenThreadSafe, file.GetOpenFlags() & File::OpenThreadSafe);
-    EXPECT_STREQ("abc", String(file.ReadLine()).c_str());
 }
 
 }  // namespace
