@@ -40,9 +40,9 @@ MappedFile::View::View(MappedFile *owner, uint32_t offset, uint32_t size)
     address = static_cast<char *>(MapViewOfFile(owner->mapping, owner->viewAccess, 0, offset, size));
     if (address == nullptr)
         RaiseMappingError(GetLastError());
-    // The whole mapping: its size, which is the file size except after a
-    // SetFileSize below the size on disk.
-    this->size = size != 0 ? size : owner->mappedSize;
+    // Size 0 maps the rest of the mapping from `offset`: the file's size,
+    // except after a SetFileSize below the size on disk.
+    this->size = size != 0 ? size : owner->mappedSize - offset;
     end = offset + this->size;
 }
 
