@@ -214,6 +214,9 @@ typedef DWORD LCID;
 // or beyond the month's last, a month 0 or above 12, an hour above 23, a
 // minute above 59 or seconds above 59 fail with ERROR_INVALID_PARAMETER.
 BOOL DosDateTimeToFileTime(WORD fatDate, WORD fatTime, FILETIME *fileTime);
+// The other way: the years 1980 to 2107 only, else ERROR_INVALID_PARAMETER;
+// seconds fall to the even second below.
+BOOL FileTimeToDosDateTime(const FILETIME *fileTime, WORD *fatDate, WORD *fatTime);
 // Fails with ERROR_INVALID_PARAMETER for a time of 2^63 or more.
 BOOL FileTimeToSystemTime(const FILETIME *fileTime, SYSTEMTIME *systemTime);
 // Writes `date` (null: today, local time) in the picture `format`, and
@@ -308,6 +311,7 @@ typedef const void *LPCVOID;
 
 enum : DWORD {
     ERROR_TOO_MANY_OPEN_FILES = 4,
+    ERROR_NOT_SAME_DEVICE = 17,
     ERROR_WRITE_PROTECT = 19,
     ERROR_SEEK = 25,
     ERROR_WRITE_FAULT = 29,
@@ -327,9 +331,12 @@ enum : DWORD {
     ERROR_BUSY = 170,
     ERROR_FILE_TOO_LARGE = 223,
     ERROR_DIRECTORY = 267,
+    ERROR_ARITHMETIC_OVERFLOW = 534,
     ERROR_IO_INCOMPLETE = 996,
     ERROR_IO_PENDING = 997,
+    ERROR_NOACCESS = 998,
     ERROR_IO_DEVICE = 1117,
+    ERROR_TOO_MANY_LINKS = 1142,
     ERROR_CANT_RESOLVE_FILENAME = 1921,
 };
 
@@ -418,9 +425,6 @@ BOOL GetFileTime(HANDLE file, LPFILETIME creation, LPFILETIME lastAccess, LPFILE
 BOOL SetFileTime(HANDLE file, const FILETIME *creation, const FILETIME *lastAccess,
                  const FILETIME *lastWrite);
 BOOL GetFileInformationByHandle(HANDLE file, LPBY_HANDLE_FILE_INFORMATION information);
-// The two words of the DOS form (see DosDateTimeToFileTime); the years
-// 1980 to 2107 only, else ERROR_INVALID_PARAMETER.
-BOOL FileTimeToDosDateTime(const FILETIME *fileTime, LPWORD fatDate, LPWORD fatTime);
 DWORD GetFileAttributesA(LPCSTR name);
 BOOL SetFileAttributesA(LPCSTR name, DWORD attributes);
 BOOL DeleteFileA(LPCSTR name);

@@ -1,4 +1,4 @@
-// Dates: DOS date and time words, FILETIME and SYSTEMTIME, and the date
+// Dates: DOS date and time words both ways, FILETIME and SYSTEMTIME, and the date
 // pictures of GetDateFormatA.
 //
 // Calendar arithmetic is proleptic Gregorian over whole days, counted from
@@ -161,6 +161,20 @@ BOOL FileTimeToSystemTime(const FILETIME *fileTime, SYSTEMTIME *systemTime) {
     systemTime->wMinute = static_cast<WORD>(milliseconds / 60000 % 60);
     systemTime->wSecond = static_cast<WORD>(milliseconds / 1000 % 60);
     systemTime->wMilliseconds = static_cast<WORD>(milliseconds % 1000);
+    return TRUE;
+}
+
+BOOL FileTimeToDosDateTime(const FILETIME *fileTime, WORD *fatDate, WORD *fatTime) {
+    SYSTEMTIME time;
+    if (!FileTimeToSystemTime(fileTime, &time))
+        return FALSE;
+    if (time.wYear < 1980 || time.wYear > 2107) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    // Two-second steps: an odd second falls to the even one below.
+    *fatDate = static_cast<WORD>(((time.wYear - 1980) << 9) | (time.wMonth << 5) | time.wDay);
+    *fatTime = static_cast<WORD>((time.wHour << 11) | (time.wMinute << 5) | (time.wSecond / 2));
     return TRUE;
 }
 
