@@ -14,6 +14,7 @@
 #include "files/globals.h"
 #include "text/globals.h"
 #include "tools/globals.h"
+#include "selector/globals.h"
 #include "platform/win32.h"
 #include "CommonVcZq/text/message_cache.h"
 #include "CommonVcZq/text/string.h"
@@ -75,3 +76,10 @@ const Timer::Clock Timer::platformClock = Timer::Clock::Measure();
 // Globals without an initialiser, zero at load.
 uint32_t _postHandle = 0;
 HMODULE _localizedStringDll = 0;
+
+// The file selector's settings: constant images, so no code runs for them.
+// The view style starts at -1, "leave the view as it opens".
+int _fileSelectorExpanded = 0;
+int32_t _fileSelectorViewStyle = -1;
+HBITMAP _fileSelectorExpandBitmap = nullptr;
+List<FileName> *_recentFolders = nullptr;

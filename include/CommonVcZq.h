@@ -24,8 +24,11 @@
 
 #include "CommonVcZq/files/file.h"
 #include "CommonVcZq/files/file_name.h"
+#include "CommonVcZq/files/file_scanner.h"
 
 #include "CommonVcZq/config/config.h"
+
+#include "CommonVcZq/selector/file_selector.h"
 
 #include "CommonVcZq/threads/locks.h"
 #include "CommonVcZq/threads/thread.h"

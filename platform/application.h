@@ -10,8 +10,8 @@
 // receiving the messages that the library posts (a failure handed to the
 // main thread or to a window, see ExceptionThrower), message-only windows to
 // receive them in, loading a resource module of localised messages, the
-// folders that drive letters stand for, and the answers to message boxes.
-// The rest of the layer stays inside the library.
+// folders that drive letters stand for, the answers to message boxes, and
+// bitmaps.  The rest of the layer stays inside the library.
 #ifndef CVZ_PLATFORM_APPLICATION_H
 #define CVZ_PLATFORM_APPLICATION_H
 
@@ -26,6 +26,19 @@ typedef HINSTANCE HMODULE;
 // a FILETIME by pointer, and a caller that fills one includes <windows.h>.
 struct _FILETIME;
 typedef struct _FILETIME FILETIME;
+// Windows and bitmaps, and the two message words, as <windows.h> declares
+// them (STRICT handles; the words pointer-sized).
+struct HWND__;
+typedef struct HWND__ *HWND;
+struct HBITMAP__;
+typedef struct HBITMAP__ *HBITMAP;
+#if defined(_WIN64)
+typedef unsigned long long WPARAM;
+typedef long long LPARAM;
+#else
+typedef unsigned int WPARAM;
+typedef long LPARAM;
+#endif
 
 #else
 
@@ -47,6 +60,9 @@ struct HWND__;
 typedef struct HWND__ *HWND;
 struct HMENU__;
 typedef struct HMENU__ *HMENU;
+struct HBITMAP__;
+typedef struct HBITMAP__ *HBITMAP;
+typedef void *HGDIOBJ;
 
 struct POINT {
     LONG x;
@@ -134,6 +150,18 @@ CVZ_API BOOL MapDriveLetter(char letter, const char *folder);
 // the function runs on the thread that asks.
 typedef int (*MessageBoxAnswerFunction)(LPCSTR text, LPCSTR caption, UINT style);
 CVZ_API void SetMessageBoxAnswer(MessageBoxAnswerFunction answer);
+
+// Bitmaps, for the expand button of the file selector
+// (SetFileSelectorExpandBitmap).  There is no display here: a bitmap is an
+// opaque object that holds its pixels until DeleteObject ends it.
+// CreateBitmap takes `width` x `height` pixels of `bitsPerPixel` bits in
+// `planes` planes, rows padded to 16 bits as Windows has them, and copies
+// `bits` when not null (else the pixels are zero); it returns null with
+// ERROR_INVALID_PARAMETER for a size below 1 or above 65535, or a pixel
+// size other than 1, 4, 8, 16, 24 or 32 bits.  DeleteObject returns FALSE
+// for a handle that names no object, an ended one included.
+CVZ_API HBITMAP CreateBitmap(int width, int height, UINT planes, UINT bitsPerPixel, const void *bits);
+CVZ_API BOOL DeleteObject(HGDIOBJ object);
 }
 
 #endif

@@ -527,6 +527,7 @@ LONG mmioSeek(HMMIO stream, LONG offset, int origin);
 MMRESULT mmioFlush(HMMIO stream, UINT flags);
 }
 
+<<<<<<< HEAD
 // File mappings (platform/posix/mapping.cpp).  A mapping is a kernel object
 // over the file of a handle from CreateFileA; it keeps the file open on its
 // own, so the file handle may be closed while views remain.  Only unnamed
@@ -683,6 +684,50 @@ enum : int {
 extern "C" {
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
+=======
+// Directory listing (platform/posix/find.cpp).  FindFirstFileA takes a
+// folder and a last component that is a name or a pattern: '*' and '?',
+// and the DOS forms that Windows makes of them, with Windows's meaning
+// ("*.*" is every entry, "*." the names without a dot, a '?' before a dot
+// or the end may match nothing; find.cpp has the rules).  Names compare
+// without case in ASCII.  Entries come in the order of the file system,
+// except that "." and ".." come first in any folder but a drive's root, as
+// NTFS gives them.  A search is a kernel object: FindClose ends it, at any
+// time.  Failures: ERROR_FILE_NOT_FOUND when nothing matches or the last
+// component is empty, ERROR_PATH_NOT_FOUND for a folder that does not
+// exist, ERROR_ACCESS_DENIED for one that cannot be read; FindNextFileA
+// ends with ERROR_NO_MORE_FILES.
+//
+// The record (platform/find_data.h), for each entry that the pattern lets
+// through:
+//   dwFileAttributes    FILE_ATTRIBUTE_DIRECTORY for a folder; READONLY for
+//                       a file without any write permission bit; HIDDEN,
+//                       SYSTEM and ARCHIVE from the extended attribute
+//                       user.DOSATTRIB (posix/dos_attributes.h), ARCHIVE
+//                       for a file without it; NORMAL for a file left with
+//                       no bit.  A symbolic link stands for its target.
+//   ftCreationTime      the birth time where the file system keeps one,
+//                       else the last write time
+//   ftLastAccessTime    st_atime
+//   ftLastWriteTime     st_mtime
+//   nFileSize...        st_size; 0 for a folder
+//   dwReserved0, 1      0
+//   cFileName           the name as the directory holds it, also one that
+//                       Windows would not allow
+//   cAlternateFileName  empty: there are no 8.3 names
+// Only these entries cost a call for their state (statx, and getxattr for
+// the attribute); the others are passed over on their name alone.
+#include "CommonVcZq/platform/find_data.h"
+
+enum : DWORD {
+    ERROR_NO_MORE_FILES = 18,
+};
+
+extern "C" {
+HANDLE FindFirstFileA(LPCSTR name, LPWIN32_FIND_DATAA data);
+BOOL FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA data);
+BOOL FindClose(HANDLE search);
+>>>>>>> scanner
 }
 
 #endif
