@@ -527,11 +527,11 @@ LONG mmioSeek(HMMIO stream, LONG offset, int origin);
 MMRESULT mmioFlush(HMMIO stream, UINT flags);
 }
 
-<<<<<<< HEAD
 // File mappings (platform/posix/mapping.cpp).  A mapping is a kernel object
 // over the file of a handle from CreateFileA; it keeps the file open on its
-// own, so the file handle may be closed while views remain.  Only unnamed
-// mappings of files exist.  A maximum size above the file's size extends
+// own, so the file handle may be closed while views remain.  Mappings of
+// files only, and names known in this process only (in the one name table
+// of events and mappings).  A maximum size above the file's size extends
 // the file at once (ERROR_DISK_FULL when the disk cannot hold it), 0 means
 // the file's size, and a file of length 0 cannot be mapped
 // (ERROR_FILE_INVALID).  A view's offset is a multiple of the allocation
@@ -684,7 +684,8 @@ enum : int {
 extern "C" {
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
-=======
+}
+
 // Directory listing (platform/posix/find.cpp).  FindFirstFileA takes a
 // folder and a last component that is a name or a pattern: '*' and '?',
 // and the DOS forms that Windows makes of them, with Windows's meaning
@@ -727,7 +728,6 @@ extern "C" {
 HANDLE FindFirstFileA(LPCSTR name, LPWIN32_FIND_DATAA data);
 BOOL FindNextFileA(HANDLE search, LPWIN32_FIND_DATAA data);
 BOOL FindClose(HANDLE search);
->>>>>>> scanner
 }
 
 #endif

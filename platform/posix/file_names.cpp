@@ -91,7 +91,7 @@ DWORD NameError(int error) {
     case EXDEV:
         return ERROR_NOT_SAME_DEVICE;
     default:
-        return cvz::posix::Win32Error(error);
+        return cvz::posix::ErrorFromErrno(error);
     }
 }
 
@@ -225,7 +225,7 @@ BOOL MoveFileExA(LPCSTR existing, LPCSTR newName, DWORD flags) {
             const int error = errno;
             if (fd >= 0)
                 close(fd);
-            return Fail(cvz::posix::Win32Error(error));
+            return Fail(cvz::posix::ErrorFromErrno(error));
         }
         close(fd);
     }

@@ -155,6 +155,7 @@
 //   room for it; file systems that allocate only at write-back (some
 //   network and copy-on-write ones) may still fail at FlushFileBuffers.
 #include "platform/posix/files.h"
+#include "platform/posix/file_handles.h"
 
 #include "platform/posix/kernel_objects.h"
 #include "platform/posix/paths.h"
@@ -740,6 +741,18 @@ void ReleaseBlocksBeyondEnd(HANDLE handle, int64_t reservedEnd) {
     struct stat st;
     if (file != nullptr && fstat(file->fd, &st) == 0 && reservedEnd > st.st_size)
         fallocate(file->fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, st.st_size, reservedEnd - st.st_size);
+}
+
+int DuplicateFileDescriptor(HANDLE handle, DWORD *access) {
+    std::shared_ptr<OpenFile> file = FileOf(handle);
+    if (file == nullptr)
+        return -1;
+    const int fd = fcntl(file->fd, F_DUPFD_CLOEXEC, 0);
+    if (fd < 0)
+        return FailErrno(errno), -1;
+    if (access)
+        *access = file->access;
+    return fd;
 }
 
 }  // namespace cvz::posix

@@ -125,9 +125,9 @@ DWORD Extend(int fd, off_t from, off_t size) {
     if (error == 0)
         return ERROR_SUCCESS;
     if (error != EOPNOTSUPP && error != EINVAL)
-        return error == ENOSPC || error == EDQUOT ? ERROR_DISK_FULL : cvz::posix::Win32Error(error);
+        return error == ENOSPC || error == EDQUOT ? ERROR_DISK_FULL : cvz::posix::ErrorFromErrno(error);
     // A file system that cannot reserve: the size alone.
-    return ftruncate(fd, size) == 0 ? ERROR_SUCCESS : cvz::posix::Win32Error(errno);
+    return ftruncate(fd, size) == 0 ? ERROR_SUCCESS : cvz::posix::ErrorFromErrno(errno);
 }
 
 HANDLE Fail(int fd, DWORD error) {
@@ -147,17 +147,17 @@ HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
         return Fail(-1, ERROR_NOT_SUPPORTED);
     if (protection != PAGE_READONLY && protection != PAGE_READWRITE)
         return Fail(-1, ERROR_INVALID_PARAMETER);
-    const int fd = cvz::posix::DuplicateFileDescriptor(file);
+    DWORD access = 0;
+    const int fd = cvz::posix::DuplicateFileDescriptor(file, &access);
     if (fd < 0)
         return nullptr;
 
-    const int access = fcntl(fd, F_GETFL) & O_ACCMODE;
     const bool writable = protection == PAGE_READWRITE;
-    if (access == O_WRONLY || (writable && access != O_RDWR))
+    if (!(access & GENERIC_READ) || (writable && !(access & GENERIC_WRITE)))
         return Fail(fd, ERROR_ACCESS_DENIED);
     struct stat status;
     if (fstat(fd, &status) != 0)
-        return Fail(fd, cvz::posix::Win32Error(errno));
+        return Fail(fd, cvz::posix::ErrorFromErrno(errno));
 
     uint64_t size = (uint64_t{maximumSizeHigh} << 32) | maximumSizeLow;
     const uint64_t fileSize = static_cast<uint64_t>(status.st_size);
@@ -200,7 +200,7 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offset
     void *address = mmap(nullptr, length, PROT_READ | (write ? PROT_WRITE : 0), MAP_SHARED,
                          mapping->fd, static_cast<off_t>(offset));
     if (address == MAP_FAILED) {
-        SetLastError(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : cvz::posix::Win32Error(errno));
+        SetLastError(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : cvz::posix::ErrorFromErrno(errno));
         return nullptr;
     }
     ViewTable &table = Views();
@@ -245,7 +245,7 @@ BOOL FlushViewOfFile(LPCVOID address, SIZE_T bytes) {
     }
     // A view unmapped meanwhile by another thread fails here with ENOMEM.
     if (msync(reinterpret_cast<void *>(start), end - start, MS_SYNC) != 0) {
-        SetLastError(errno == ENOMEM ? ERROR_INVALID_ADDRESS : cvz::posix::Win32Error(errno));
+        SetLastError(errno == ENOMEM ? ERROR_INVALID_ADDRESS : cvz::posix::ErrorFromErrno(errno));
         return FALSE;
     }
     return TRUE;

@@ -94,7 +94,7 @@ bool DriveStatistics(LPCSTR root, std::string &folder, struct statvfs &stats) {
         return false;
     if (statvfs(folder.c_str(), &stats) != 0) {
         SetLastError(errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND
-                                                         : cvz::posix::Win32Error(errno));
+                                                         : cvz::posix::ErrorFromErrno(errno));
         return false;
     }
     return true;
@@ -221,7 +221,7 @@ BOOL SetVolumeLabelA(LPCSTR root, LPCSTR label) {
     const std::string path = folder + kLabelFile;
     if (label == nullptr || label[0] == '\0') {
         if (unlink(path.c_str()) != 0 && errno != ENOENT) {
-            SetLastError(cvz::posix::Win32Error(errno));
+            SetLastError(cvz::posix::ErrorFromErrno(errno));
             return FALSE;
         }
         return TRUE;
@@ -233,7 +233,7 @@ BOOL SetVolumeLabelA(LPCSTR root, LPCSTR label) {
     }
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) {
-        SetLastError(cvz::posix::Win32Error(errno));
+        SetLastError(cvz::posix::ErrorFromErrno(errno));
         return FALSE;
     }
     const std::string line = std::string(label) + "\n";
@@ -242,7 +242,7 @@ BOOL SetVolumeLabelA(LPCSTR root, LPCSTR label) {
     close(fd);
     if (!written) {
         unlink(path.c_str());
-        SetLastError(cvz::posix::Win32Error(error));
+        SetLastError(cvz::posix::ErrorFromErrno(error));
         return FALSE;
     }
     return TRUE;
@@ -256,7 +256,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID, DWORD, LPVOID out, DWORD
         SetLastError(ERROR_INVALID_FUNCTION);
         return FALSE;
     }
-    const int fd = cvz::posix::DuplicateFileDescriptor(device);
+    const int fd = cvz::posix::DuplicateFileDescriptor(device, nullptr);
     if (fd < 0)
         return FALSE;
     struct statvfs stats;
@@ -264,7 +264,7 @@ BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID, DWORD, LPVOID out, DWORD
     const int error = errno;
     close(fd);
     if (!known) {
-        SetLastError(cvz::posix::Win32Error(error));
+        SetLastError(cvz::posix::ErrorFromErrno(error));
         return FALSE;
     }
     if (out == nullptr || outSize < sizeof(DISK_GEOMETRY)) {
