@@ -14,7 +14,10 @@
 // MOVEFILE_WRITE_THROUGH): at every moment the name holds either the old
 // text or the new one, whole.  The old file must be one that could be
 // written in place (not read-only, not held by another without sharing),
-// so both kinds of save refuse the same files.
+// so both kinds of save refuse the same files; the safe save finds out by
+// opening the old file for writing, so its failure is that of an open
+// (0x4650 or 0x4669) where the save in place reports that of a create
+// (0x4660).
 #include <string.h>
 
 #include "CommonVcZq/config/config.h"
@@ -46,7 +49,7 @@ void WriteWhole(File &file, const char *data, unsigned int size, FILETIME *times
 // The safe save: a new file in the folder of `name`, flushed, then moved
 // over `name`.  The new file goes again on any failure.
 void SaveReplacing(const FileName &name, const char *data, unsigned int size, FILETIME *times) {
-    // Refuse what the save in place refuses, with the same failure.
+    // Refuse what the save in place refuses.
     if (File::Exist(name, File::TypeFile))
         File(name, File::OpenWrite | File::ShareRead).Close();
     File fresh(FileName(name.GetPath()), File::OpenTempName | File::OpenWrite);

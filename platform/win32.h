@@ -573,10 +573,6 @@ BOOL FlushViewOfFile(LPCVOID address, SIZE_T bytes);
 // only (ERROR_NOT_SAME_DEVICE for a folder).  CreateDirectoryA gives
 // ERROR_ALREADY_EXISTS for any existing name and ERROR_PATH_NOT_FOUND when
 // the parent is missing or is not a folder.
-enum : DWORD {
-    ERROR_NOT_SAME_DEVICE = 17,
-};
-
 extern "C" {
 BOOL CopyFileA(LPCSTR existing, LPCSTR newName, BOOL failIfExists);
 BOOL MoveFileA(LPCSTR existing, LPCSTR newName);

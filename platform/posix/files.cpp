@@ -544,7 +544,7 @@ OpenFiles &TheOpenFiles() {
     return *files;
 }
 
-class OpenFile final : public KernelObject, public std::enable_shared_from_this<OpenFile> {
+class OpenFile final : public KernelObject {
 public:
     OpenFile(int fd, DWORD access, bool overlapped, bool writable, bool lockable, FileId id)
         : fd(fd), access(access), overlapped(overlapped), writable(writable), lockable(lockable), id(id) {}
@@ -590,7 +590,7 @@ std::shared_ptr<OpenFile> FileOf(HANDLE handle) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    return file->shared_from_this();
+    return std::shared_ptr<OpenFile>(file->shared_from_this(), file);
 }
 
 HANDLE EnterHandle(std::shared_ptr<KernelObject> object) {

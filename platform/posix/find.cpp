@@ -176,7 +176,7 @@ FILETIME FileTimeOf(int64_t seconds, uint32_t nanoseconds) {
 }
 
 // One search: the open folder and where the listing stands.
-class Search final : public KernelObject, public std::enable_shared_from_this<Search> {
+class Search final : public KernelObject {
 public:
     Search(DIR *folder, std::string path, std::string expression, bool isRoot)
         : folder(folder), path(std::move(path)), folderLength(this->path.size()),
@@ -277,7 +277,7 @@ std::shared_ptr<Search> SearchOf(HANDLE handle) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    return search->shared_from_this();
+    return std::shared_ptr<Search>(search->shared_from_this(), search);
 }
 
 // Whether `folder`, the part of a name before its pattern, is a drive's

@@ -20,6 +20,9 @@ namespace {
 
 using Lines = List<StringItem<ListElement>>;
 
+// The answers of a message box.
+enum Answer { Ok = 1, Cancel = 2, Yes = 6, No = 7 };
+
 std::string Joined(const Lines &lines) {
     std::string all;
     for (const StringItem<ListElement> *line = lines.GetFirst(); line; line = lines.GetNext(line))
@@ -126,7 +129,7 @@ TEST_F(FileOperations, CanWriteMakesBackups) {
     EXPECT_EQ(1, File::CanWrite(0, folder / "missing.txt", 1, File::BackupAsk, "~"));
     const FileName plain = Write("plain", "p"), text = Write("notes.txt", "n");
     {
-        BoxAnswer yes(IDYES);
+        BoxAnswer yes(Yes);
         EXPECT_EQ(1, File::CanWrite(0, plain, 1, File::BackupAsk, "~"));
         EXPECT_EQ(1, File::CanWrite(0, text, 1, File::BackupAsk, "~"));
         EXPECT_EQ(2, yes.count);
@@ -138,11 +141,11 @@ TEST_F(FileOperations, CanWriteMakesBackups) {
 
     Write("notes.txt", "n2");
     {
-        BoxAnswer cancel(IDCANCEL);
+        BoxAnswer cancel(Cancel);
         EXPECT_EQ(0, File::CanWrite(0, text, 1, File::BackupAsk, "~"));
     }
     {
-        BoxAnswer no(IDNO);
+        BoxAnswer no(No);
         EXPECT_EQ(1, File::CanWrite(0, text, 1, File::BackupAsk, "~"));
     }
     EXPECT_EQ("n2", Read("notes.txt"));
@@ -151,8 +154,10 @@ TEST_F(FileOperations, CanWriteMakesBackups) {
     EXPECT_EQ(1, File::CanWrite(0, text, 1, File::BackupAlways, "bak"));
     EXPECT_EQ("n2", Read("notes.bak"));
     EXPECT_FALSE(File::Exist(text));
+    Write("plain", "p2");
     EXPECT_EQ(1, File::CanWrite(0, plain, 1, File::BackupNone, "~"));
-    EXPECT_EQ("p", Read("plain"));
+    EXPECT_EQ("p2", Read("plain"));
+    EXPECT_EQ("p", Read("plain.~"));
 }
 
 TEST_F(FileOperations, CanWriteOnAFileAnotherProcessHolds) {
@@ -160,7 +165,7 @@ TEST_F(FileOperations, CanWriteOnAFileAnotherProcessHolds) {
     FileHolder holder(name, File::OpenRead | File::ShareRead);
     ASSERT_TRUE(holder.Holding());
     {
-        BoxAnswer ok(IDOK);
+        BoxAnswer ok(Ok);
         EXPECT_EQ(0, File::CanWrite(0, name, 1, File::BackupAlways, "~"));
         EXPECT_EQ(FormattedMessage(MSG_FILE_IN_USE_OVERWRITE), ok.text);
     }
