@@ -534,7 +534,8 @@ MMRESULT mmioFlush(HMMIO stream, UINT flags);
 // of events and mappings).  A maximum size above the file's size extends
 // the file at once (ERROR_DISK_FULL when the disk cannot hold it), 0 means
 // the file's size, and a file of length 0 cannot be mapped
-// (ERROR_FILE_INVALID).  A view's offset is a multiple of the allocation
+// (ERROR_FILE_INVALID); a read-only mapping above the file's size fails
+// with ERROR_NOT_ENOUGH_MEMORY.  A view's offset is a multiple of the allocation
 // granularity of GetSystemInfo, 64 KB, whatever the page size
 // (ERROR_MAPPED_ALIGNMENT otherwise); a view beyond the maximum size, or a
 // write view of a read-only mapping, fails with ERROR_ACCESS_DENIED.  A

@@ -97,11 +97,14 @@ DWORD NameError(int error) {
 
 // Copies all of `source` to `target`, both open; the error, or
 // ERROR_SUCCESS.
-DWORD CopyContents(HANDLE source, HANDLE target, DWORD size) {
+DWORD CopyContents(HANDLE source, HANDLE target, const BY_HANDLE_FILE_INFORMATION &info) {
     // Reserve the whole size first, so that a full disk shows at once.
-    if (size != 0) {
-        if (SetFilePointer(target, static_cast<LONG>(size), nullptr, FILE_BEGIN) ==
-                INVALID_SET_FILE_POINTER ||
+    if (info.nFileSizeLow != 0 || info.nFileSizeHigh != 0) {
+        LONG high = static_cast<LONG>(info.nFileSizeHigh);
+        SetLastError(ERROR_SUCCESS);  // a low word of all ones is a position too
+        if ((SetFilePointer(target, static_cast<LONG>(info.nFileSizeLow), &high, FILE_BEGIN) ==
+                 INVALID_SET_FILE_POINTER &&
+             GetLastError() != ERROR_SUCCESS) ||
             !SetEndOfFile(target) ||
             SetFilePointer(target, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER)
             return GetLastError();
@@ -147,7 +150,7 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR newName, BOOL failIfExists) {
         CloseHandle(source);
         return Fail(error);
     }
-    DWORD error = CopyContents(source, target, info.nFileSizeLow);
+    DWORD error = CopyContents(source, target, info);
     if (error == ERROR_SUCCESS && !SetFileTime(target, nullptr, nullptr, &info.ftLastWriteTime))
         error = GetLastError();
     CloseHandle(source);

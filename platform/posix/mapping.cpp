@@ -13,8 +13,9 @@
 //   file that long at once, with zeros, before any view exists; the new
 //   blocks are reserved (posix_fallocate), so a disk that cannot hold them
 //   fails the call with ERROR_DISK_FULL and leaves the file as it was.  A
-//   read-only mapping cannot grow its file (ERROR_ACCESS_DENIED).  The
-//   mapping never makes a file shorter.
+//   read-only mapping cannot grow its file: Windows calls the section too
+//   big, and reports ERROR_NOT_ENOUGH_MEMORY.  The mapping never makes a
+//   file shorter.
 // - The mapping keeps the file open by itself: the file handle may be
 //   closed at once, and the views go on.  A view keeps its mapping alive
 //   likewise, so CloseHandle on the mapping ends only the handle while
@@ -167,7 +168,7 @@ HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
         size = fileSize;
     } else if (size > fileSize) {
         if (!writable)
-            return Fail(fd, ERROR_ACCESS_DENIED);
+            return Fail(fd, ERROR_NOT_ENOUGH_MEMORY);  // Windows: a section too big
         const DWORD error = Extend(fd, static_cast<off_t>(fileSize), static_cast<off_t>(size));
         if (error != ERROR_SUCCESS)
             return Fail(fd, error);

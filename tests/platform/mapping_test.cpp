@@ -109,6 +109,7 @@ TEST_F(Mapping, ReadOnlyStaysReadOnly) {
     EXPECT_EQ(nullptr, CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr));
     EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), GetLastError());
     EXPECT_EQ(nullptr, CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 6000, nullptr));
+    EXPECT_EQ(DWORD(ERROR_NOT_ENOUGH_MEMORY), GetLastError());  // a section too big
     HANDLE mapping = CreateFileMappingA(file, nullptr, PAGE_READONLY, 0, 0, nullptr);
     ASSERT_NE(nullptr, mapping);
     EXPECT_EQ(nullptr, MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0));
