@@ -54,6 +54,10 @@ void SaveReplacing(const FileName &name, const char *data, unsigned int size, FI
         File(name, File::OpenWrite | File::ShareRead).Close();
     File fresh(FileName(name.GetPath()), File::OpenTempName | File::OpenWrite);
     try {
+        // The whole length first: a disk without room for it fails here,
+        // as the full disk, and the write cannot come up short.
+        fresh.SetSize(static_cast<int32_t>(size));
+        fresh.SeekStart();
         WriteWhole(fresh, data, size, times);
         fresh.Flush();
         fresh.Close();

@@ -322,10 +322,11 @@ TEST_F(FileOperations, CopyAndMoveOntoAFullDisk) {
     const FileName source = Write("big", big);
     const FileName target = full / "big";
     const std::string diskFull = FormattedMessage(MSG_DISK_FULL, String(target.GetDrive()).c_str());
+    // Wine leaves the part of the copy that it wrote.
     EXPECT_EQ(target.GetDriveIndex(), ExpectFailure([&] { File::Copy(target, source); }, diskFull, 112));
-    EXPECT_FALSE(File::Exist(target));
+    EXPECT_TRUE(RunningUnderWine() || !File::Exist(target));
     EXPECT_EQ(target.GetDriveIndex(), ExpectFailure([&] { File::Move(target, source); }, diskFull, 112));
-    EXPECT_FALSE(File::Exist(target));
+    EXPECT_TRUE(RunningUnderWine() || !File::Exist(target));
     EXPECT_EQ(big.size(), ReadWholeFile(source.c_str()).size());
 }
 
