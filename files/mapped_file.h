@@ -13,8 +13,9 @@
 //
 // The protection follows the open flags of the File: a File opened with
 // OpenReadWrite gives views that read and write; with OpenWrite alone,
-// views that write (a handle that cannot read can't be mapped on Windows,
-// so this fails there); otherwise read-only views.
+// views that write, which the platform refuses (a handle that cannot read
+// can't be mapped); otherwise read-only views.  A read-only File can't be
+// mapped beyond its size.
 //
 // A view's offset must be a multiple of the allocation granularity (64 KB);
 // the mapping of a view at another offset fails.  A file of length 0 cannot
