@@ -242,7 +242,7 @@ int File::ExistDrive(const FileName &name) {
 
 File::DriveType File::GetDriveTypeA(const FileName &name) {
     const String drive(name.GetDrive());
-    switch (::GetDriveTypeA((drive + ":\\").c_str())) {
+    switch (::GetDriveTypeA(DriveRoot(name).c_str())) {
     case DRIVE_NO_ROOT_DIR:
         return DriveInvalid;
     case DRIVE_REMOVABLE:

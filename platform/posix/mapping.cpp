@@ -120,6 +120,22 @@ std::map<uintptr_t, View>::iterator FindView(ViewTable &table, const void *addre
     return at < it->first + it->second.length ? it : table.views.end();
 }
 
+// Runs `action(table, view)` on the view holding `address`, with the
+// table's lock held; FALSE with ERROR_INVALID_ADDRESS when no view holds
+// it.
+template <class Action>
+BOOL WithView(const void *address, Action action) {
+    ViewTable &table = Views();
+    std::lock_guard<std::mutex> hold(table.lock);
+    auto view = FindView(table, address);
+    if (view == table.views.end()) {
+        SetLastError(ERROR_INVALID_ADDRESS);
+        return FALSE;
+    }
+    action(table, view);
+    return TRUE;
+}
+
 // Makes the file behind `fd` `size` bytes long, reserving the new blocks.
 DWORD Extend(int fd, off_t from, off_t size) {
     const int error = posix_fallocate(fd, from, size - from);
@@ -212,38 +228,24 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD access, DWORD offsetHigh, DWORD offset
 
 BOOL UnmapViewOfFile(LPCVOID address) {
     std::shared_ptr<Mapping> mapping;  // released after the lock
-    ViewTable &table = Views();
-    {
-        std::lock_guard<std::mutex> hold(table.lock);
-        auto it = FindView(table, address);
-        if (it == table.views.end()) {
-            SetLastError(ERROR_INVALID_ADDRESS);
-            return FALSE;
-        }
-        munmap(reinterpret_cast<void *>(it->first), it->second.length);
-        mapping = std::move(it->second.mapping);
-        table.views.erase(it);
-    }
-    return TRUE;
+    return WithView(address, [&](ViewTable &table, std::map<uintptr_t, View>::iterator view) {
+        munmap(reinterpret_cast<void *>(view->first), view->second.length);
+        mapping = std::move(view->second.mapping);
+        table.views.erase(view);
+    });
 }
 
 BOOL FlushViewOfFile(LPCVOID address, SIZE_T bytes) {
-    uintptr_t start;
-    uintptr_t end;
-    {
-        ViewTable &table = Views();
-        std::lock_guard<std::mutex> hold(table.lock);
-        auto it = FindView(table, address);
-        if (it == table.views.end()) {
-            SetLastError(ERROR_INVALID_ADDRESS);
-            return FALSE;
-        }
-        const uintptr_t at = reinterpret_cast<uintptr_t>(address);
-        const uintptr_t viewEnd = it->first + it->second.length;
-        end = bytes == 0 || bytes > viewEnd - at ? viewEnd : at + bytes;
-        const uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-        start = at - (at - it->first) % page;
-    }
+    uintptr_t start = 0;
+    uintptr_t end = 0;
+    if (!WithView(address, [&](ViewTable &, std::map<uintptr_t, View>::iterator view) {
+            const uintptr_t at = reinterpret_cast<uintptr_t>(address);
+            const uintptr_t viewEnd = view->first + view->second.length;
+            end = bytes == 0 || bytes > viewEnd - at ? viewEnd : at + bytes;
+            const uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+            start = at - (at - view->first) % page;
+        }))
+        return FALSE;
     // A view unmapped meanwhile by another thread fails here with ENOMEM.
     if (msync(reinterpret_cast<void *>(start), end - start, MS_SYNC) != 0) {
         SetLastError(errno == ENOMEM ? ERROR_INVALID_ADDRESS : cvz::posix::ErrorFromErrno(errno));
