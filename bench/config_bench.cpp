@@ -176,6 +176,15 @@ void Write_Config(benchmark::State &state) {
 }
 BENCHMARK(Write_Config)->Unit(benchmark::kMillisecond);
 
+// The library's name of a native path: drive Z: and backslashes.
+FileName LibraryName(const std::string &path) {
+    std::string name = "Z:" + path;
+    for (char &c : name)
+        if (c == '/')
+            c = '\\';
+    return FileName(name.c_str());
+}
+
 // A file of the data in our format, beside the INI file of the peers.
 const std::string &ConfigFile() {
     static const std::string file = [] {
@@ -189,7 +198,7 @@ const std::string &ConfigFile() {
 }
 
 void Load_Config(benchmark::State &state) {
-    const FileName name(("Z:" + ConfigFile()).c_str());
+    const FileName name = LibraryName(ConfigFile());
     for (auto _ : state) {
         Config c("Bench");
         c.Load(name);
@@ -201,7 +210,7 @@ BENCHMARK(Load_Config)->Unit(benchmark::kMillisecond);
 
 void Save_Config(benchmark::State &state) {
     Config c(LoadedConfig());
-    const FileName name(("Z:" + ConfigFile() + ".saved").c_str());
+    const FileName name = LibraryName(ConfigFile() + ".saved");
     for (auto _ : state)
         c.Save(name, 1);
     remove((ConfigFile() + ".saved").c_str());
@@ -212,7 +221,7 @@ BENCHMARK(Save_Config)->Unit(benchmark::kMillisecond);
 void SafeSave_Config(benchmark::State &state) {
     Config c("Bench", Config::SafeSave);
     c = LoadedConfig();
-    const FileName name(("Z:" + ConfigFile() + ".saved").c_str());
+    const FileName name = LibraryName(ConfigFile() + ".saved");
     for (auto _ : state)
         c.Save(name, 1);
     remove((ConfigFile() + ".saved").c_str());

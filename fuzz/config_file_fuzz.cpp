@@ -18,7 +18,16 @@
 
 namespace {
 
-// A folder of this process for the file, in the library's name form.
+// The library's name of a native path: drive Z: and backslashes.
+FileName LibraryName(const std::string &path) {
+    std::string name = "Z:" + path;
+    for (char &c : name)
+        if (c == '/')
+            c = '\\';
+    return FileName(name.c_str());
+}
+
+// A folder of this process for the file.
 const std::string &Folder() {
     static const std::string folder = [] {
         char pattern[] = "/tmp/cvz_config_fuzz_XXXXXX";
@@ -49,11 +58,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Check(f != nullptr);
     Check(fwrite(data, 1, size, f) == size);
     fclose(f);
-    const FileName name(("Z:" + path).c_str());
+    const FileName name = LibraryName(path);
 
     Config loaded("Fuzz", name, 0, Config::Mode(mode));
     Config built("Fuzz", Config::Mode(mode));
     built.BuildFromBlock(reinterpret_cast<const char *>(data), static_cast<unsigned int>(size));
+    const bool lossy = CheckGroup(built, *built.GetRoot());
     if (mode & Config::StampFileTime) {
         // The load made the group "__System" (and left it empty) to look
         // for the stamp; empty groups go when the tree is written.
@@ -61,16 +71,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         built.MoveToRoot();
     }
     Check(loaded == built);
-    const bool lossy = CheckGroup(loaded, *loaded.GetRoot());
 
     loaded.Save(name, 1);
     const std::string saved = ReadBack(path);
     Check(saved == Write(loaded));
-    Config again("Other", name, 0, Config::Mode(mode));
+    // Read back without the stamp's check, which would add an empty
+    // "__System" where a lossy tree lost it; the stamp is checked apart.
+    Config again("Other", name, 0, Config::Mode(mode & ~Config::StampFileTime));
     CheckGroup(again, *again.GetRoot());
     if (!lossy) {
         Check(again == loaded);
-        Check(!(mode & Config::StampFileTime) || again.HasWrongFileTime() == 0);
+        if (mode & Config::StampFileTime)
+            Check(Config("Other", name, 0, Config::StampFileTime).HasWrongFileTime() == 0);
     }
     return 0;
 }
