@@ -174,10 +174,10 @@ void ReadLine_FileStream(benchmark::State &state) {
     ReadLines(state, File::OpenBufferedStream);
 }
 
-// ReadLine's lines from pieces: read up to 4 KB, cut the line, and seek
-// back to the byte behind its end.
+// ReadLine's lines from pieces: read up to 256 bytes, cut the line, and
+// seek back to the byte behind its end.
 String ChunkedReadLine(File &file, int32_t size) {
-    char piece[4096];
+    char piece[256];
     String line;
     for (;;) {
         const int32_t at = file.GetPosition();
@@ -208,13 +208,17 @@ String ChunkedReadLine(File &file, int32_t size) {
 
 void ReadLine_ChunkedSketch(benchmark::State &state) {
     const FileName name = LibraryName(TheFiles().text);
+    int64_t lines = 0;
     for (auto _ : state) {
         File file(name, File::OpenRead);
         const int32_t size = file.GetSize();
-        while (file.GetPosition() < size)
+        while (file.GetPosition() < size) {
             benchmark::DoNotOptimize(ChunkedReadLine(file, size).c_str());
+            ++lines;
+        }
     }
     state.SetBytesProcessed(state.iterations() * int64_t(kTextSize));
+    state.counters["lines"] = benchmark::Counter(double(lines), benchmark::Counter::kAvgIterations);
 }
 
 void ReadLine_getline(benchmark::State &state) {

@@ -23,6 +23,11 @@ const size_t kFormattedMessageSize = 1024;
 
 const uint32_t kUnknownAttributes = 0xFFFFFFFF;
 
+// The text of message `id` with `argument` in its %s.
+void Format(char (&text)[kFormattedMessageSize], unsigned int id, const char *argument) {
+    snprintf(text, sizeof text, String(FindString(id)).c_str(), argument);
+}
+
 // Raises message `id` with `code`; `argument`, when given, is formatted
 // into the text's %s.
 void Raise(unsigned int id, uint32_t code, const char *argument = nullptr) {
@@ -31,7 +36,7 @@ void Raise(unsigned int id, uint32_t code, const char *argument = nullptr) {
         return;
     }
     char text[kFormattedMessageSize];
-    snprintf(text, sizeof text, String(FindString(id)).c_str(), argument);
+    Format(text, id, argument);
     ExceptionThrower(0).SetAndThrow(text, code);
 }
 
@@ -218,8 +223,8 @@ int File::Open(const FileName &newName, int newFlags) {
 }
 
 void File::Close(int dropCache) {
-    // The block cache's blocks of this file would be dropped here when
-    // `dropCache` is set; no File has a cache record yet.
+    // `dropCache` asks a block cache to forget the file's blocks; a File
+    // without a cache record, which every File is so far, has none.
     (void)dropCache;
     if (!handle)
         return;
@@ -357,7 +362,7 @@ void File::ThrowIfDiskFull(uint32_t error, const FileName &name) {
     if (error != ERROR_HANDLE_DISK_FULL && error != ERROR_DISK_FULL)
         return;
     char text[kFormattedMessageSize];
-    snprintf(text, sizeof text, String(FindString(MSG_DISK_FULL)).c_str(), String(name.GetDrive()).c_str());
+    Format(text, MSG_DISK_FULL, String(name.GetDrive()).c_str());
     Exception failure(text, error);
     failure.drive = name.GetDriveIndex();
     ExceptionThrower(0).SetAndThrow(failure);

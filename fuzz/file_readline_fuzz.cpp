@@ -15,6 +15,7 @@
 #include <string>
 
 #include "CommonVcZq/files/file.h"
+#include "CommonVcZq/frame/exception.h"
 
 namespace {
 

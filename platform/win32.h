@@ -172,7 +172,6 @@ BOOL CloseHandle(HANDLE object);
 HANDLE GetCurrentProcess(void);
 BOOL DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
                      DWORD access, BOOL inherit, DWORD options);
-void Sleep(DWORD milliseconds);
 
 // Modules.  A module is a shared library; a resource module carries a
 // string table (see cmake/CvzStringModule.cmake) that LoadStringA reads.
@@ -252,7 +251,8 @@ int lstrcmpiA(LPCSTR a, LPCSTR b);
 // for good without running any more of its code; see threads.cpp for what
 // stays behind.  Priorities and priority classes are Windows's values,
 // reported as set and applied as far as the system lets an unprivileged
-// process.  timeGetTime is the millisecond clock of GetTickCount.
+// process.  Sleep is a thread's; timeGetTime is the millisecond clock of
+// GetTickCount.
 enum : DWORD {
     CREATE_SUSPENDED = 0x4,
     STACK_SIZE_PARAM_IS_A_RESERVATION = 0x10000,
@@ -290,6 +290,7 @@ int GetThreadPriority(HANDLE thread);
 // Only GetCurrentProcess() names a process.
 BOOL SetPriorityClass(HANDLE process, DWORD priorityClass);
 DWORD GetPriorityClass(HANDLE process);
+void Sleep(DWORD milliseconds);
 DWORD timeGetTime(void);
 }
 
@@ -303,76 +304,73 @@ DWORD timeGetTime(void);
 // live in the extended attribute user.DOSATTRIB, as Samba and wine keep
 // them.  Growing a file reserves its blocks, so a size the disk cannot hold
 // fails at once with ERROR_DISK_FULL.  files.cpp says what differs from
-// Windows.
+// Windows.  The numbers are plain constants, as <windows.h>'s macros are,
+// so that they mix in expressions without enumeration warnings.
 typedef WORD *LPWORD;
 typedef DWORD *LPDWORD;
 typedef LONG *PLONG;
 typedef const void *LPCVOID;
 
-enum : DWORD {
-    ERROR_TOO_MANY_OPEN_FILES = 4,
-    ERROR_NOT_SAME_DEVICE = 17,
-    ERROR_WRITE_PROTECT = 19,
-    ERROR_SEEK = 25,
-    ERROR_WRITE_FAULT = 29,
-    ERROR_READ_FAULT = 30,
-    ERROR_GEN_FAILURE = 31,
-    ERROR_SHARING_VIOLATION = 32,
-    ERROR_LOCK_VIOLATION = 33,
-    ERROR_HANDLE_EOF = 38,
-    ERROR_HANDLE_DISK_FULL = 39,
-    ERROR_NOT_SUPPORTED = 50,
-    ERROR_FILE_EXISTS = 80,
-    ERROR_DISK_FULL = 112,
-    ERROR_INVALID_NAME = 123,
-    ERROR_NEGATIVE_SEEK = 131,
-    ERROR_DIR_NOT_EMPTY = 145,
-    ERROR_NOT_LOCKED = 158,
-    ERROR_BUSY = 170,
-    ERROR_FILE_TOO_LARGE = 223,
-    ERROR_DIRECTORY = 267,
-    ERROR_ARITHMETIC_OVERFLOW = 534,
-    ERROR_IO_INCOMPLETE = 996,
-    ERROR_IO_PENDING = 997,
-    ERROR_NOACCESS = 998,
-    ERROR_IO_DEVICE = 1117,
-    ERROR_TOO_MANY_LINKS = 1142,
-    ERROR_CANT_RESOLVE_FILENAME = 1921,
-};
+constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
+constexpr DWORD ERROR_NOT_SAME_DEVICE = 17;
+constexpr DWORD ERROR_WRITE_PROTECT = 19;
+constexpr DWORD ERROR_SEEK = 25;
+constexpr DWORD ERROR_WRITE_FAULT = 29;
+constexpr DWORD ERROR_READ_FAULT = 30;
+constexpr DWORD ERROR_GEN_FAILURE = 31;
+constexpr DWORD ERROR_SHARING_VIOLATION = 32;
+constexpr DWORD ERROR_LOCK_VIOLATION = 33;
+constexpr DWORD ERROR_HANDLE_EOF = 38;
+constexpr DWORD ERROR_HANDLE_DISK_FULL = 39;
+constexpr DWORD ERROR_NOT_SUPPORTED = 50;
+constexpr DWORD ERROR_FILE_EXISTS = 80;
+constexpr DWORD ERROR_DISK_FULL = 112;
+constexpr DWORD ERROR_INVALID_NAME = 123;
+constexpr DWORD ERROR_NEGATIVE_SEEK = 131;
+constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
+constexpr DWORD ERROR_NOT_LOCKED = 158;
+constexpr DWORD ERROR_BUSY = 170;
+constexpr DWORD ERROR_FILE_TOO_LARGE = 223;
+constexpr DWORD ERROR_DIRECTORY = 267;
+constexpr DWORD ERROR_ARITHMETIC_OVERFLOW = 534;
+constexpr DWORD ERROR_IO_INCOMPLETE = 996;
+constexpr DWORD ERROR_IO_PENDING = 997;
+constexpr DWORD ERROR_NOACCESS = 998;
+constexpr DWORD ERROR_IO_DEVICE = 1117;
+constexpr DWORD ERROR_TOO_MANY_LINKS = 1142;
+constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
 
 // Access, share modes, dispositions, flags and attributes of CreateFileA.
-enum : DWORD {
-    GENERIC_READ = 0x80000000,
-    GENERIC_WRITE = 0x40000000,
-    FILE_SHARE_READ = 0x1,
-    FILE_SHARE_WRITE = 0x2,
-    FILE_SHARE_DELETE = 0x4,
-    CREATE_NEW = 1,
-    CREATE_ALWAYS = 2,
-    OPEN_EXISTING = 3,
-    OPEN_ALWAYS = 4,
-    TRUNCATE_EXISTING = 5,
-    FILE_ATTRIBUTE_READONLY = 0x1,
-    FILE_ATTRIBUTE_HIDDEN = 0x2,
-    FILE_ATTRIBUTE_SYSTEM = 0x4,
-    FILE_ATTRIBUTE_DIRECTORY = 0x10,
-    FILE_ATTRIBUTE_ARCHIVE = 0x20,
-    FILE_ATTRIBUTE_NORMAL = 0x80,
-    FILE_ATTRIBUTE_TEMPORARY = 0x100,
-    FILE_FLAG_WRITE_THROUGH = 0x80000000,
-    FILE_FLAG_OVERLAPPED = 0x40000000,
-    FILE_FLAG_NO_BUFFERING = 0x20000000,
-    FILE_FLAG_RANDOM_ACCESS = 0x10000000,
-    FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000,
-    FILE_FLAG_DELETE_ON_CLOSE = 0x04000000,
-    FILE_FLAG_BACKUP_SEMANTICS = 0x02000000,
-    FILE_BEGIN = 0,
-    FILE_CURRENT = 1,
-    FILE_END = 2,
-    INVALID_FILE_SIZE = 0xFFFFFFFF,
-    INVALID_SET_FILE_POINTER = 0xFFFFFFFF,
-    INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF,
-};
+constexpr DWORD GENERIC_READ = 0x80000000;
+constexpr DWORD GENERIC_WRITE = 0x40000000;
+constexpr DWORD FILE_SHARE_READ = 0x1;
+constexpr DWORD FILE_SHARE_WRITE = 0x2;
+constexpr DWORD FILE_SHARE_DELETE = 0x4;
+constexpr DWORD CREATE_NEW = 1;
+constexpr DWORD CREATE_ALWAYS = 2;
+constexpr DWORD OPEN_EXISTING = 3;
+constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD TRUNCATE_EXISTING = 5;
+constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x1;
+constexpr DWORD FILE_ATTRIBUTE_HIDDEN = 0x2;
+constexpr DWORD FILE_ATTRIBUTE_SYSTEM = 0x4;
+constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
+constexpr DWORD FILE_FLAG_WRITE_THROUGH = 0x80000000;
+constexpr DWORD FILE_FLAG_OVERLAPPED = 0x40000000;
+constexpr DWORD FILE_FLAG_NO_BUFFERING = 0x20000000;
+constexpr DWORD FILE_FLAG_RANDOM_ACCESS = 0x10000000;
+constexpr DWORD FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000;
+constexpr DWORD FILE_FLAG_DELETE_ON_CLOSE = 0x04000000;
+constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+constexpr DWORD FILE_BEGIN = 0;
+constexpr DWORD FILE_CURRENT = 1;
+constexpr DWORD FILE_END = 2;
+constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
+constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 #define INVALID_HANDLE_VALUE ((HANDLE)(LONG_PTR)-1)
 
 // The control record of a read at an offset.  The read completes within
@@ -471,38 +469,36 @@ struct MMIOINFO {
 };
 typedef MMIOINFO *LPMMIOINFO;
 
-enum : DWORD {
-    MMSYSERR_NOERROR = 0,
-    MMIO_READ = 0x0,
-    MMIO_WRITE = 0x1,
-    MMIO_READWRITE = 0x2,
-    MMIO_COMPAT = 0x0,
-    MMIO_EXCLUSIVE = 0x10,
-    MMIO_DENYWRITE = 0x20,
-    MMIO_DENYREAD = 0x30,
-    MMIO_DENYNONE = 0x40,
-    MMIO_CREATE = 0x1000,
-    MMIO_EXIST = 0x4000,
-    MMIO_ALLOCBUF = 0x10000,
-    MMIO_FHOPEN = 0x10,
-    MMIO_EMPTYBUF = 0x10,
-    MMIO_DEFAULTBUFFER = 8192,
-    MMIOERR_FILENOTFOUND = 257,
-    MMIOERR_OUTOFMEMORY = 258,
-    MMIOERR_CANNOTOPEN = 259,
-    MMIOERR_CANNOTCLOSE = 260,
-    MMIOERR_CANNOTREAD = 261,
-    MMIOERR_CANNOTWRITE = 262,
-    MMIOERR_CANNOTSEEK = 263,
-    MMIOERR_CANNOTEXPAND = 264,
-    MMIOERR_UNBUFFERED = 266,
-    MMIOERR_PATHNOTFOUND = 267,
-    MMIOERR_ACCESSDENIED = 268,
-    MMIOERR_SHARINGVIOLATION = 269,
-    MMIOERR_NETWORKERROR = 270,
-    MMIOERR_TOOMANYOPENFILES = 271,
-    MMIOERR_INVALIDFILE = 272,
-};
+constexpr DWORD MMSYSERR_NOERROR = 0;
+constexpr DWORD MMIO_READ = 0x0;
+constexpr DWORD MMIO_WRITE = 0x1;
+constexpr DWORD MMIO_READWRITE = 0x2;
+constexpr DWORD MMIO_COMPAT = 0x0;
+constexpr DWORD MMIO_EXCLUSIVE = 0x10;
+constexpr DWORD MMIO_DENYWRITE = 0x20;
+constexpr DWORD MMIO_DENYREAD = 0x30;
+constexpr DWORD MMIO_DENYNONE = 0x40;
+constexpr DWORD MMIO_CREATE = 0x1000;
+constexpr DWORD MMIO_EXIST = 0x4000;
+constexpr DWORD MMIO_ALLOCBUF = 0x10000;
+constexpr DWORD MMIO_FHOPEN = 0x10;
+constexpr DWORD MMIO_EMPTYBUF = 0x10;
+constexpr DWORD MMIO_DEFAULTBUFFER = 8192;
+constexpr DWORD MMIOERR_FILENOTFOUND = 257;
+constexpr DWORD MMIOERR_OUTOFMEMORY = 258;
+constexpr DWORD MMIOERR_CANNOTOPEN = 259;
+constexpr DWORD MMIOERR_CANNOTCLOSE = 260;
+constexpr DWORD MMIOERR_CANNOTREAD = 261;
+constexpr DWORD MMIOERR_CANNOTWRITE = 262;
+constexpr DWORD MMIOERR_CANNOTSEEK = 263;
+constexpr DWORD MMIOERR_CANNOTEXPAND = 264;
+constexpr DWORD MMIOERR_UNBUFFERED = 266;
+constexpr DWORD MMIOERR_PATHNOTFOUND = 267;
+constexpr DWORD MMIOERR_ACCESSDENIED = 268;
+constexpr DWORD MMIOERR_SHARINGVIOLATION = 269;
+constexpr DWORD MMIOERR_NETWORKERROR = 270;
+constexpr DWORD MMIOERR_TOOMANYOPENFILES = 271;
+constexpr DWORD MMIOERR_INVALIDFILE = 272;
 
 extern "C" {
 // Opens `name` with the share modes of CreateFileA: MMIO_EXCLUSIVE denies

@@ -48,7 +48,7 @@
 // The C library's rename is replaced in this layer by the one with Windows
 // semantics (files.cpp), so the system calls are made here by their own
 // names, renameat and renameat2.
-#include "platform/posix/file_handles.h"
+#include "platform/posix/files.h"
 #include "platform/posix/paths.h"
 
 #include <errno.h>

@@ -155,7 +155,6 @@
 //   room for it; file systems that allocate only at write-back (some
 //   network and copy-on-write ones) may still fail at FlushFileBuffers.
 #include "platform/posix/files.h"
-#include "platform/posix/file_handles.h"
 
 #include "platform/posix/kernel_objects.h"
 #include "platform/posix/paths.h"
@@ -582,21 +581,13 @@ OpenFile::~OpenFile() {
     files.files.erase(it);
 }
 
-std::shared_ptr<OpenFile> FileOf(HANDLE handle) {
-    KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    OpenFile *file = dynamic_cast<OpenFile *>(ObjectOf(handle));
-    if (file == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return std::shared_ptr<OpenFile>(file->shared_from_this(), file);
-}
-
-HANDLE EnterHandle(std::shared_ptr<KernelObject> object) {
-    KernelCall call;
-    std::lock_guard<std::mutex> hold(KernelLock());
-    return NewHandle(std::move(object));
+// The prologue of every call on a file handle: runs `action(file)` with a
+// reference to the file and without the kernel lock, so that the I/O in it
+// blocks nobody else; FALSE with ERROR_INVALID_HANDLE when `handle` names
+// no file.
+template <class Action>
+BOOL WithFile(HANDLE handle, Action action) {
+    return WithReference<OpenFile>(handle, FALSE, [&](OpenFile &file) -> BOOL { return action(file); });
 }
 
 int OpenRetrying(const char *path, int how, mode_t mode) {
@@ -726,33 +717,22 @@ DWORD ErrorFromErrno(int error) {
 }
 
 bool ReserveFileBlocks(HANDLE handle, int64_t offset, int64_t length) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return false;
-    int result;
-    do {
-        result = fallocate(file->fd, FALLOC_FL_KEEP_SIZE, offset, length);
-    } while (result != 0 && errno == EINTR);
-    return result == 0 || errno == EOPNOTSUPP || errno == ENOSYS || FailErrno(errno);
+    return WithFile(handle, [&](OpenFile &file) {
+        int result;
+        do {
+            result = fallocate(file.fd, FALLOC_FL_KEEP_SIZE, offset, length);
+        } while (result != 0 && errno == EINTR);
+        return result == 0 || errno == EOPNOTSUPP || errno == ENOSYS || FailErrno(errno);
+    });
 }
 
 void ReleaseBlocksBeyondEnd(HANDLE handle, int64_t reservedEnd) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    struct stat st;
-    if (file != nullptr && fstat(file->fd, &st) == 0 && reservedEnd > st.st_size)
-        fallocate(file->fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, st.st_size, reservedEnd - st.st_size);
-}
-
-int DuplicateFileDescriptor(HANDLE handle, DWORD *access) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return -1;
-    const int fd = fcntl(file->fd, F_DUPFD_CLOEXEC, 0);
-    if (fd < 0)
-        return FailErrno(errno), -1;
-    if (access)
-        *access = file->access;
-    return fd;
+    WithFile(handle, [&](OpenFile &file) {
+        struct stat st;
+        if (fstat(file.fd, &st) == 0 && reservedEnd > st.st_size)
+            fallocate(file.fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, st.st_size, reservedEnd - st.st_size);
+        return true;
+    });
 }
 
 }  // namespace cvz::posix
@@ -917,7 +897,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     if ((flags & FILE_FLAG_SEQUENTIAL_SCAN) != 0)
         posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 
-    HANDLE handle = EnterHandle(std::move(file));
+    HANDLE handle = Locked([&] { return NewHandle(std::move(file)); });
     SetLastError(!created && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) ? ERROR_ALREADY_EXISTS
                                                                                          : ERROR_SUCCESS);
     return handle;
@@ -926,253 +906,244 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
 BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD toRead, LPDWORD read, LPOVERLAPPED overlapped) {
     if (read != nullptr)
         *read = 0;
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (!file->Reads())
-        return Fail(ERROR_ACCESS_DENIED);
-    if (overlapped == nullptr && file->overlapped)
-        return Fail(ERROR_INVALID_PARAMETER);
-    char *bytes = static_cast<char *>(buffer);
-    const int fd = file->fd;
-    int error = 0;
-    DWORD count;
-    if (overlapped == nullptr) {
-        count = Transfer(toRead, &error,
-                         [fd, bytes](DWORD done, DWORD left) { return ::read(fd, bytes + done, left); });
-    } else {
-        const int64_t offset = OffsetOf(*overlapped);
-        count = Transfer(toRead, &error, [fd, bytes, offset](DWORD done, DWORD left) {
-            return pread(fd, bytes + done, left, offset + done);
-        });
-        if (!file->overlapped && error == 0)
-            lseek(fd, offset + count, SEEK_SET);
-        const bool atEnd = error == 0 && count == 0 && toRead > 0;
-        Complete(overlapped, count, error != 0 ? kStatusFailed : atEnd ? kStatusEndOfFile : kStatusSuccess);
-        if (atEnd)
-            return Fail(ERROR_HANDLE_EOF);
-    }
-    if (read != nullptr)
-        *read = count;
-    return error == 0 ? TRUE : Fail(ErrorFromErrno(error));
+    return WithFile(handle, [&](OpenFile &file) {
+        if (!file.Reads())
+            return Fail(ERROR_ACCESS_DENIED);
+        if (overlapped == nullptr && file.overlapped)
+            return Fail(ERROR_INVALID_PARAMETER);
+        char *bytes = static_cast<char *>(buffer);
+        const int fd = file.fd;
+        int error = 0;
+        DWORD count;
+        if (overlapped == nullptr) {
+            count = Transfer(toRead, &error,
+                             [fd, bytes](DWORD done, DWORD left) { return ::read(fd, bytes + done, left); });
+        } else {
+            const int64_t offset = OffsetOf(*overlapped);
+            count = Transfer(toRead, &error, [fd, bytes, offset](DWORD done, DWORD left) {
+                return pread(fd, bytes + done, left, offset + done);
+            });
+            if (!file.overlapped && error == 0)
+                lseek(fd, offset + count, SEEK_SET);
+            const bool atEnd = error == 0 && count == 0 && toRead > 0;
+            Complete(overlapped, count, error != 0 ? kStatusFailed : atEnd ? kStatusEndOfFile : kStatusSuccess);
+            if (atEnd)
+                return Fail(ERROR_HANDLE_EOF);
+        }
+        if (read != nullptr)
+            *read = count;
+        return error == 0 || FailErrno(error);
+    });
 }
 
 BOOL WriteFile(HANDLE handle, LPCVOID buffer, DWORD toWrite, LPDWORD written, LPOVERLAPPED overlapped) {
     if (written != nullptr)
         *written = 0;
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (!file->Writes())
-        return Fail(ERROR_ACCESS_DENIED);
-    if (overlapped == nullptr && file->overlapped)
-        return Fail(ERROR_INVALID_PARAMETER);
-    const char *bytes = static_cast<const char *>(buffer);
-    const int fd = file->fd;
-    int error = 0;
-    DWORD count;
-    if (overlapped == nullptr) {
-        count = Transfer(toWrite, &error,
-                         [fd, bytes](DWORD done, DWORD left) { return write(fd, bytes + done, left); });
-    } else {
-        int64_t offset = OffsetOf(*overlapped);
-        struct stat st;
-        if (overlapped->Offset == 0xFFFFFFFF && overlapped->OffsetHigh == 0xFFFFFFFF)  // at the end
-            offset = fstat(fd, &st) == 0 ? st.st_size : 0;
-        count = Transfer(toWrite, &error, [fd, bytes, offset](DWORD done, DWORD left) {
-            return pwrite(fd, bytes + done, left, offset + done);
-        });
-        if (!file->overlapped)
-            lseek(fd, offset + count, SEEK_SET);
-        Complete(overlapped, count, error != 0 ? kStatusFailed : kStatusSuccess);
-    }
-    if (written != nullptr)
-        *written = count;
-    return error == 0 ? TRUE : Fail(ErrorFromErrno(error));
+    return WithFile(handle, [&](OpenFile &file) {
+        if (!file.Writes())
+            return Fail(ERROR_ACCESS_DENIED);
+        if (overlapped == nullptr && file.overlapped)
+            return Fail(ERROR_INVALID_PARAMETER);
+        const char *bytes = static_cast<const char *>(buffer);
+        const int fd = file.fd;
+        int error = 0;
+        DWORD count;
+        if (overlapped == nullptr) {
+            count = Transfer(toWrite, &error,
+                             [fd, bytes](DWORD done, DWORD left) { return write(fd, bytes + done, left); });
+        } else {
+            int64_t offset = OffsetOf(*overlapped);
+            struct stat st;
+            if (overlapped->Offset == 0xFFFFFFFF && overlapped->OffsetHigh == 0xFFFFFFFF)  // at the end
+                offset = fstat(fd, &st) == 0 ? st.st_size : 0;
+            count = Transfer(toWrite, &error, [fd, bytes, offset](DWORD done, DWORD left) {
+                return pwrite(fd, bytes + done, left, offset + done);
+            });
+            if (!file.overlapped)
+                lseek(fd, offset + count, SEEK_SET);
+            Complete(overlapped, count, error != 0 ? kStatusFailed : kStatusSuccess);
+        }
+        if (written != nullptr)
+            *written = count;
+        return error == 0 || FailErrno(error);
+    });
 }
 
 BOOL GetOverlappedResult(HANDLE handle, LPOVERLAPPED overlapped, LPDWORD transferred, BOOL) {
-    if (FileOf(handle) == nullptr)
-        return FALSE;
-    *transferred = static_cast<DWORD>(overlapped->InternalHigh);
-    switch (overlapped->Internal) {
-    case kStatusSuccess:
-        return TRUE;
-    case kStatusEndOfFile:
-        return Fail(ERROR_HANDLE_EOF);
-    default:
-        return Fail(ERROR_GEN_FAILURE);
-    }
+    return WithFile(handle, [&](OpenFile &) {
+        *transferred = static_cast<DWORD>(overlapped->InternalHigh);
+        switch (overlapped->Internal) {
+        case kStatusSuccess:
+            return true;
+        case kStatusEndOfFile:
+            return Fail(ERROR_HANDLE_EOF);
+        default:
+            return Fail(ERROR_GEN_FAILURE);
+        }
+    });
 }
 
 DWORD SetFilePointer(HANDLE handle, LONG distance, PLONG distanceHigh, DWORD method) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return INVALID_SET_FILE_POINTER;
-    const int64_t move = distanceHigh != nullptr
-                             ? static_cast<int64_t>((uint64_t(uint32_t(*distanceHigh)) << 32) | uint32_t(distance))
-                             : distance;
-    int64_t base = 0;
-    struct stat st;
-    if (method == FILE_CURRENT) {
-        base = lseek(file->fd, 0, SEEK_CUR);
-    } else if (method == FILE_END) {
-        base = fstat(file->fd, &st) == 0 ? st.st_size : -1;
-    } else if (method != FILE_BEGIN) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return INVALID_SET_FILE_POINTER;
-    }
-    if (base < 0) {
-        FailErrno(errno);
-        return INVALID_SET_FILE_POINTER;
-    }
-    const int64_t position = base + move;
-    if (position < 0 || (distanceHigh == nullptr && position > INT64_C(0xFFFFFFFF))) {
-        SetLastError(position < 0 ? DWORD(ERROR_NEGATIVE_SEEK) : DWORD(ERROR_INVALID_PARAMETER));
-        return INVALID_SET_FILE_POINTER;
-    }
-    if (lseek(file->fd, position, SEEK_SET) < 0) {
-        FailErrno(errno);
-        return INVALID_SET_FILE_POINTER;
-    }
-    if (distanceHigh != nullptr)
-        *distanceHigh = static_cast<LONG>(position >> 32);
-    if (static_cast<DWORD>(position) == INVALID_SET_FILE_POINTER)
-        SetLastError(ERROR_SUCCESS);
-    return static_cast<DWORD>(position);
+    return WithReference<OpenFile>(handle, INVALID_SET_FILE_POINTER, [&](OpenFile &file) -> DWORD {
+        const int64_t move = distanceHigh != nullptr
+                                 ? static_cast<int64_t>((uint64_t(uint32_t(*distanceHigh)) << 32) | uint32_t(distance))
+                                 : distance;
+        int64_t base = 0;
+        struct stat st;
+        if (method == FILE_CURRENT) {
+            base = lseek(file.fd, 0, SEEK_CUR);
+        } else if (method == FILE_END) {
+            base = fstat(file.fd, &st) == 0 ? st.st_size : -1;
+        } else if (method != FILE_BEGIN) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return INVALID_SET_FILE_POINTER;
+        }
+        const int64_t position = base + move;
+        if (base < 0 || position < 0 || (distanceHigh == nullptr && position > INT64_C(0xFFFFFFFF))) {
+            SetLastError(base < 0 ? ErrorFromErrno(errno) : position < 0 ? ERROR_NEGATIVE_SEEK : ERROR_INVALID_PARAMETER);
+            return INVALID_SET_FILE_POINTER;
+        }
+        if (lseek(file.fd, position, SEEK_SET) < 0) {
+            FailErrno(errno);
+            return INVALID_SET_FILE_POINTER;
+        }
+        if (distanceHigh != nullptr)
+            *distanceHigh = static_cast<LONG>(position >> 32);
+        // A success that looks like the failure says so.
+        if (static_cast<DWORD>(position) == INVALID_SET_FILE_POINTER)
+            SetLastError(ERROR_SUCCESS);
+        return static_cast<DWORD>(position);
+    });
 }
 
 BOOL SetEndOfFile(HANDLE handle) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (!file->Writes())
-        return Fail(ERROR_ACCESS_DENIED);
-    struct stat st;
-    const off_t end = lseek(file->fd, 0, SEEK_CUR);
-    if (end < 0 || fstat(file->fd, &st) != 0)
-        return FailErrno(errno);
-    return Resize(file->fd, st.st_size, end);
+    return WithFile(handle, [&](OpenFile &file) {
+        if (!file.Writes())
+            return Fail(ERROR_ACCESS_DENIED);
+        struct stat st;
+        const off_t end = lseek(file.fd, 0, SEEK_CUR);
+        if (end < 0 || fstat(file.fd, &st) != 0)
+            return FailErrno(errno);
+        return Resize(file.fd, st.st_size, end);
+    });
 }
 
 DWORD GetFileSize(HANDLE handle, LPDWORD sizeHigh) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    struct stat st;
-    if (file == nullptr || fstat(file->fd, &st) != 0) {
-        if (file != nullptr)
+    return WithReference<OpenFile>(handle, INVALID_FILE_SIZE, [&](OpenFile &file) -> DWORD {
+        struct stat st;
+        if (fstat(file.fd, &st) != 0) {
             FailErrno(errno);
-        return INVALID_FILE_SIZE;
-    }
-    const uint64_t size = static_cast<uint64_t>(st.st_size);
-    if (sizeHigh != nullptr)
-        *sizeHigh = static_cast<DWORD>(size >> 32);
-    if (static_cast<DWORD>(size) == INVALID_FILE_SIZE)
-        SetLastError(ERROR_SUCCESS);
-    return static_cast<DWORD>(size);
+            return INVALID_FILE_SIZE;
+        }
+        const uint64_t size = static_cast<uint64_t>(st.st_size);
+        if (sizeHigh != nullptr)
+            *sizeHigh = static_cast<DWORD>(size >> 32);
+        if (static_cast<DWORD>(size) == INVALID_FILE_SIZE)
+            SetLastError(ERROR_SUCCESS);
+        return static_cast<DWORD>(size);
+    });
 }
 
 BOOL FlushFileBuffers(HANDLE handle) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (!file->Writes())
-        return Fail(ERROR_ACCESS_DENIED);
-    return fsync(file->fd) == 0 || FailErrno(errno);
+    return WithFile(handle, [&](OpenFile &file) {
+        if (!file.Writes())
+            return Fail(ERROR_ACCESS_DENIED);
+        return fsync(file.fd) == 0 || FailErrno(errno);
+    });
 }
 
 BOOL LockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow, DWORD lengthHigh) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (file->access == 0 || !(file->writable || file->lockable))
-        return Fail(ERROR_ACCESS_DENIED);
     const uint64_t offset = (uint64_t(offsetHigh) << 32) | offsetLow;
     const uint64_t length = (uint64_t(lengthHigh) << 32) | lengthLow;
-    if (offset > uint64_t(kShareBase) || length > uint64_t(kShareBase) - offset)
-        return Fail(ERROR_INVALID_PARAMETER);
-    std::lock_guard<std::mutex> hold(file->rangesLock);
-    for (const auto &range : file->ranges) {
-        if (length != 0 && range.second != 0 && offset < range.first + range.second &&
-            range.first < offset + length)
-            return Fail(ERROR_LOCK_VIOLATION);
-    }
-    if (length != 0) {
-        const off_t start = static_cast<off_t>(offset), size = static_cast<off_t>(length);
-        struct flock lock;
-        if (Lock(file->fd, F_OFD_SETLK, file->writable ? F_WRLCK : F_RDLCK, start, size, &lock) != 0)
-            return Fail(errno == EAGAIN || errno == EACCES ? ERROR_LOCK_VIOLATION : ErrorFromErrno(errno));
-        // A shared lock excludes nobody: another holder means a conflict.
-        if (!file->writable && OthersLock(file->fd, start, size)) {
-            Lock(file->fd, F_OFD_SETLK, F_UNLCK, start, size, &lock);
-            return Fail(ERROR_LOCK_VIOLATION);
+    return WithFile(handle, [&](OpenFile &file) {
+        if (file.access == 0 || !(file.writable || file.lockable))
+            return Fail(ERROR_ACCESS_DENIED);
+        if (offset > uint64_t(kShareBase) || length > uint64_t(kShareBase) - offset)
+            return Fail(ERROR_INVALID_PARAMETER);
+        std::lock_guard<std::mutex> hold(file.rangesLock);
+        for (const auto &range : file.ranges) {
+            if (length != 0 && range.second != 0 && offset < range.first + range.second &&
+                range.first < offset + length)
+                return Fail(ERROR_LOCK_VIOLATION);
         }
-    }
-    file->ranges.emplace_back(offset, length);
-    return TRUE;
+        if (length != 0) {
+            const off_t start = static_cast<off_t>(offset), size = static_cast<off_t>(length);
+            struct flock lock;
+            if (Lock(file.fd, F_OFD_SETLK, file.writable ? F_WRLCK : F_RDLCK, start, size, &lock) != 0)
+                return Fail(errno == EAGAIN || errno == EACCES ? ERROR_LOCK_VIOLATION : ErrorFromErrno(errno));
+            // A shared lock excludes nobody: another holder means a conflict.
+            if (!file.writable && OthersLock(file.fd, start, size)) {
+                Lock(file.fd, F_OFD_SETLK, F_UNLCK, start, size, &lock);
+                return Fail(ERROR_LOCK_VIOLATION);
+            }
+        }
+        file.ranges.emplace_back(offset, length);
+        return true;
+    });
 }
 
 BOOL UnlockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow, DWORD lengthHigh) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
     const std::pair<uint64_t, uint64_t> range((uint64_t(offsetHigh) << 32) | offsetLow,
                                               (uint64_t(lengthHigh) << 32) | lengthLow);
-    std::lock_guard<std::mutex> hold(file->rangesLock);
-    auto it = std::find(file->ranges.begin(), file->ranges.end(), range);
-    if (it == file->ranges.end())
-        return Fail(ERROR_NOT_LOCKED);
-    if (range.second != 0) {
-        struct flock lock;
-        Lock(file->fd, F_OFD_SETLK, F_UNLCK, static_cast<off_t>(range.first),
-                         static_cast<off_t>(range.second), &lock);
-    }
-    file->ranges.erase(it);
-    return TRUE;
+    return WithFile(handle, [&](OpenFile &file) {
+        std::lock_guard<std::mutex> hold(file.rangesLock);
+        auto it = std::find(file.ranges.begin(), file.ranges.end(), range);
+        if (it == file.ranges.end())
+            return Fail(ERROR_NOT_LOCKED);
+        if (range.second != 0) {
+            struct flock lock;
+            Lock(file.fd, F_OFD_SETLK, F_UNLCK, static_cast<off_t>(range.first), static_cast<off_t>(range.second),
+                 &lock);
+        }
+        file.ranges.erase(it);
+        return true;
+    });
 }
 
 BOOL GetFileTime(HANDLE handle, LPFILETIME creation, LPFILETIME lastAccess, LPFILETIME lastWrite) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    FileTimes times;
-    if (file == nullptr || !TimesOf(file->fd, &times))
-        return FALSE;
-    if (creation != nullptr)
-        *creation = times.created;
-    if (lastAccess != nullptr)
-        *lastAccess = times.accessed;
-    if (lastWrite != nullptr)
-        *lastWrite = times.written;
-    return TRUE;
+    return WithFile(handle, [&](OpenFile &file) {
+        FileTimes times;
+        if (!TimesOf(file.fd, &times))
+            return false;
+        if (creation != nullptr)
+            *creation = times.created;
+        if (lastAccess != nullptr)
+            *lastAccess = times.accessed;
+        if (lastWrite != nullptr)
+            *lastWrite = times.written;
+        return true;
+    });
 }
 
 BOOL SetFileTime(HANDLE handle, const FILETIME *, const FILETIME *lastAccess, const FILETIME *lastWrite) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    if (file == nullptr)
-        return FALSE;
-    if (!file->Writes())
-        return Fail(ERROR_ACCESS_DENIED);
-    const timespec times[2] = {TimespecOf(lastAccess), TimespecOf(lastWrite)};
-    return futimens(file->fd, times) == 0 || FailErrno(errno);
+    return WithFile(handle, [&](OpenFile &file) {
+        if (!file.Writes())
+            return Fail(ERROR_ACCESS_DENIED);
+        const timespec times[2] = {TimespecOf(lastAccess), TimespecOf(lastWrite)};
+        return futimens(file.fd, times) == 0 || FailErrno(errno);
+    });
 }
 
 BOOL GetFileInformationByHandle(HANDLE handle, LPBY_HANDLE_FILE_INFORMATION information) {
-    std::shared_ptr<OpenFile> file = FileOf(handle);
-    struct stat st;
-    FileTimes times;
-    if (file == nullptr || !TimesOf(file->fd, &times))
-        return FALSE;
-    if (fstat(file->fd, &st) != 0)
-        return FailErrno(errno);
-    information->dwFileAttributes = AttributesOfDescriptor(file->fd, st);
-    information->ftCreationTime = times.created;
-    information->ftLastAccessTime = times.accessed;
-    information->ftLastWriteTime = times.written;
-    information->dwVolumeSerialNumber = static_cast<DWORD>(st.st_dev);
-    information->nFileSizeHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_size) >> 32);
-    information->nFileSizeLow = static_cast<DWORD>(st.st_size);
-    information->nNumberOfLinks = static_cast<DWORD>(st.st_nlink);
-    information->nFileIndexHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_ino) >> 32);
-    information->nFileIndexLow = static_cast<DWORD>(st.st_ino);
-    return TRUE;
+    return WithFile(handle, [&](OpenFile &file) {
+        struct stat st;
+        FileTimes times;
+        if (!TimesOf(file.fd, &times))
+            return false;
+        if (fstat(file.fd, &st) != 0)
+            return FailErrno(errno);
+        information->dwFileAttributes = AttributesOfDescriptor(file.fd, st);
+        information->ftCreationTime = times.created;
+        information->ftLastAccessTime = times.accessed;
+        information->ftLastWriteTime = times.written;
+        information->dwVolumeSerialNumber = static_cast<DWORD>(st.st_dev);
+        information->nFileSizeHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_size) >> 32);
+        information->nFileSizeLow = static_cast<DWORD>(st.st_size);
+        information->nNumberOfLinks = static_cast<DWORD>(st.st_nlink);
+        information->nFileIndexHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_ino) >> 32);
+        information->nFileIndexLow = static_cast<DWORD>(st.st_ino);
+        return true;
+    });
 }
 
 DWORD GetFileAttributesA(LPCSTR name) {

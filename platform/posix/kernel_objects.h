@@ -22,10 +22,11 @@
 // - Every call that takes the lock does so through Locked (or WithObject,
 //   which is Locked with the look-up of a handle), which runs it inside a
 //   KernelCall, see below.
-// - A reference is never dropped with the lock held, so an object's
-//   destructor, which runs where its last reference goes, never runs under
-//   the lock: it may do blocking clean-up (close(), munmap()), and must not
-//   take the kernel lock.  Code under the lock keeps the references it
+// - A reference that may be the last is never dropped with the lock held,
+//   so an object's destructor, which runs where its last reference goes,
+//   never runs under the lock: it may do blocking clean-up (close(),
+//   munmap()), and drop the references it holds to other objects, but must
+//   not take the kernel lock.  Code under the lock keeps the references it
 //   takes (a name looked up, a handle taken out of the table) in variables
 //   declared before Locked, or returns them from it, so that they go after
 //   the lock is released.
@@ -191,7 +192,8 @@ T *ObjectOf(HANDLE handle) {
 // returns; returns `failed` when there is no such object, with
 // ERROR_INVALID_HANDLE as the last error.
 template <class T, class Action>
-std::invoke_result_t<Action, T &> WithObject(HANDLE handle, std::invoke_result_t<Action, T &> failed,
+std::invoke_result_t<Action, T &> WithObject(HANDLE handle,
+                                            std::invoke_result_t<Action, T &> failed,
                                             Action action) {
     return Locked([&] {
         T *object = ObjectOf<T>(handle);

@@ -61,7 +61,7 @@
 // the view; unmapping takes it out of the table and drops the reference
 // after the lock is released, so the last reference, which closes the
 // descriptor, never runs under a lock.
-#include "platform/posix/file_handles.h"
+#include "platform/posix/files.h"
 #include "platform/posix/kernel_objects.h"
 
 #include <errno.h>

@@ -118,10 +118,12 @@ bool Reposition(Stream &stream, int64_t position) {
 bool Reserve(Stream &stream, int64_t from, int64_t to) {
     if (from >= stream.reservedStart && to <= stream.reservedEnd)
         return true;
-    const int64_t end = to + stream.capacity;
-    if (!cvz::posix::ReserveFileBlocks(stream.file, from, end - from) &&
-        !cvz::posix::ReserveFileBlocks(stream.file, from, to - from))
-        return false;
+    int64_t end = to + stream.capacity;
+    if (!cvz::posix::ReserveFileBlocks(stream.file, from, end - from)) {
+        end = to;
+        if (!cvz::posix::ReserveFileBlocks(stream.file, from, end - from))
+            return false;
+    }
     const bool joins = from >= stream.reservedStart && from <= stream.reservedEnd;
     stream.reservedStart = joins ? stream.reservedStart : from;
     stream.reservedEnd = std::max(joins ? stream.reservedEnd : 0, end);

@@ -517,8 +517,8 @@ std::shared_ptr<KernelObject> *CurrentThreadEntry() {
         object->thread = pthread_self();
         object->id = GetCurrentThreadId();
         LinkLive(object.get());
-        threadSelf.object = object;
         currentThread = object.get();
+        threadSelf.object = std::move(object);
         UnblockRequests();
     }
     return &threadSelf.object;

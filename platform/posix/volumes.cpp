@@ -36,7 +36,7 @@
 //   library's floppy test then stops at the open, with the same answer.
 //   Any other code fails with ERROR_INVALID_FUNCTION.
 #include "platform/posix/paths.h"
-#include "platform/posix/file_handles.h"
+#include "platform/posix/files.h"
 
 #include "platform/win32.h"
 

@@ -1,6 +1,7 @@
-// A full disk, for real: a small file system mounted for the tests, named
-// by the environment variable CVZ_TEST_FULL_DISK (a native path; under wine
-// reached through Z:).  Every write path must report the full disk as
+// A full disk, for real: a small file system mounted for the tests by the
+// FullDisk fixture, named by the environment variable CVZ_TEST_FULL_DISK
+// and marked by the file "mounted" in it (without root there is no such
+// disk, and the tests skip).  Every write path must report the full disk as
 // message 0x4663 with the drive, keep the file open and usable, and leave
 // on disk every byte of each write that reported success.
 #include <gtest/gtest.h>
@@ -24,8 +25,8 @@ class FullDisk : public ::testing::Test {
 protected:
     void SetUp() override {
         const char *disk = getenv("CVZ_TEST_FULL_DISK");
-        if (!disk || !*disk)
-            GTEST_SKIP() << "CVZ_TEST_FULL_DISK names no small disk";
+        if (!disk || !*disk || !File::Exist(FileName((LibraryName(disk) + "\\mounted").c_str())))
+            GTEST_SKIP() << "no small disk is mounted";
         folder.reset(new ScratchFolder(LibraryName(disk)));
         // Ballast, given back once the disk is full, so that the file can
         // go on.

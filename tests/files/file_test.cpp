@@ -106,6 +106,11 @@ TEST_P(FileRoad, LinesWrittenAndReadBack) {
         File file(name, File::OpenCreate | Road());
         file.WriteLine("x", 13, 10);
         file.WriteLine(String("y"), 10, '\xFF');
+        // Wine's stream reports the size on disk, without what its buffer
+        // holds.
+        if (!Road() || !RunningUnderWine()) {
+            EXPECT_EQ(5, file.GetSize());
+        }
         file.WriteString("lone cr\rnext");
         file.WriteString(String("zero"), 1);
         file.WriteString("\r\n\nlast\r");
@@ -298,7 +303,7 @@ TEST(File, TempNamesCountUpFromZero) {
                   FormattedMessage(MSG_INVALID_DIRECTORY), 0);
 }
 
-TEST(File, LockedRangeStopsAnotherHandle) {
+TEST(File, LockedRangeAndAnotherHandle) {
     ScratchFolder folder;
     const FileName name = folder / "locked.bin";
     WriteWholeFile(name.c_str(), "0123456789");
@@ -307,9 +312,7 @@ TEST(File, LockedRangeStopsAnotherHandle) {
     owner.Lock(2, 4);
     char buffer[10];
     int32_t got = 0;
-    // Wine enforces locked ranges only against other locks, not against
-    // reads and writes.
-    if (!RunningUnderWine()) {
+    if (LockedRangesRefuseReads()) {
         EXPECT_EQ(0, other.Read(buffer, 10, 0, &got));
         EXPECT_EQ(-1, got);
     }

@@ -20,6 +20,17 @@
 // (from the environment or the build) turns into its Z: name the same way.
 std::string LibraryName(const std::string &native);
 
+// Whether a range that one handle locked refuses the reads of others, as
+// on Windows.  Wine and our POSIX layer hold locked ranges against other
+// locks only.
+inline bool LockedRangesRefuseReads() {
+#if defined(_WIN32)
+    return !RunningUnderWine();
+#else
+    return false;
+#endif
+}
+
 // The bytes of a whole file, read without the library; empty when missing.
 std::string ReadWholeFile(const std::string &name);
 // Writes `bytes` as the whole file, without the library.

@@ -6,8 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include "test_support.h"
+
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 namespace {
@@ -25,7 +26,7 @@ bool KernelLockIsFree() {
                 KernelLock().unlock();
                 free = true;
             } else {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                Pause(1);
             }
         }
     }).join();
@@ -108,7 +109,7 @@ TEST_F(KernelObjects, AWaitOutlivesTheHandleItWaitsOn) {
     std::thread waiter([&] { result = WaitForSingleObject(waited, INFINITE); });
     // The wait tests its object and enters its list in one hold of the lock.
     while (Probe::tested == 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        Pause(1);
     ASSERT_TRUE(CloseHandle(waited));
     WithObject<Probe>(other, 0, [](Probe &probe) {
         probe.Signal();
