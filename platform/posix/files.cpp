@@ -2,8 +2,11 @@
 // rename, with Win32 semantics.
 //
 // A file handle is a kernel object (kernel_objects.h) over one descriptor,
-// opened with O_CLOEXEC.  The handle road of the library rests on it, and
-// the buffered stream of mmio.cpp sits on top of it.
+// opened with O_CLOEXEC.  Every call works on it through a reference and
+// without the kernel lock, so a read or an fsync that blocks holds up no
+// other handle; the last reference closes the descriptor.  The handle road
+// of the library rests on these calls, and the buffered stream of mmio.cpp
+// sits on top of them.
 //
 // What follows Win32:
 //
@@ -106,7 +109,8 @@
 //   only one.  The one that sees a conflict lets go, waits a millisecond
 //   or two and looks again; if the conflict is gone (it was the other
 //   racer, which let go too), it tries again, up to five times.  Opens
-//   within the process are serialised by a mutex, so they never race.
+//   within the process are serialised by a mutex, so they never race.  A
+//   sharing violation therefore takes a millisecond or two to report.
 // - A file that the process may write but not read (no read permission)
 //   is opened for writing alone and takes no part in share modes; one that
 //   it may not read opened with access 0 has only its times, size and
@@ -664,6 +668,18 @@ void Complete(LPOVERLAPPED overlapped, DWORD count, ULONG_PTR status) {
         SetEvent(event);
 }
 
+// The low word of `value`, with the high word in `*high` when that is
+// given.  A low word of 0xFFFFFFFF, which is also the failure value, sets
+// the last error to 0, so that a caller can tell the success.
+template <typename Word>
+DWORD LowWord(uint64_t value, Word *high) {
+    if (high != nullptr)
+        *high = static_cast<Word>(value >> 32);
+    if (static_cast<DWORD>(value) == 0xFFFFFFFF)
+        SetLastError(ERROR_SUCCESS);
+    return static_cast<DWORD>(value);
+}
+
 int64_t OffsetOf(const OVERLAPPED &overlapped) {
     return static_cast<int64_t>((uint64_t(overlapped.OffsetHigh) << 32) | overlapped.Offset);
 }
@@ -698,10 +714,11 @@ bool Resize(int fd, off_t from, off_t to) {
         error = errno;
         if (error == EINVAL)  // an O_DIRECT descriptor: the size alone
             return ftruncate(fd, to) == 0 || FailErrno(errno);
-    }
-    // Whatever a failed reservation left beyond the old end goes.
-    fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, from, to - from);
-    if (ftruncate(fd, from) != 0) {
+        const int restored = ftruncate(fd, from);  // the zeros that fitted go
+        (void)restored;
+    } else {
+        // Blocks that a failed reservation left beyond the end go.
+        fallocate(fd, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, from, to - from);
     }
     return FailErrno(error);
 }
@@ -726,6 +743,19 @@ bool ReserveFileBlocks(HANDLE handle, int64_t offset, int64_t length) {
     });
 }
 
+int DuplicateFileDescriptor(HANDLE handle, DWORD *access) {
+    int fd = -1;
+    WithFile(handle, [&](OpenFile &file) {
+        fd = fcntl(file.fd, F_DUPFD_CLOEXEC, 0);
+        if (fd < 0)
+            return FailErrno(errno);
+        if (access != nullptr)
+            *access = file.access;
+        return true;
+    });
+    return fd;
+}
+
 void ReleaseBlocksBeyondEnd(HANDLE handle, int64_t reservedEnd) {
     WithFile(handle, [&](OpenFile &file) {
         struct stat st;
@@ -745,6 +775,44 @@ HANDLE FailedOpen(int fd, DWORD error) {
         close(fd);
     SetLastError(error);
     return INVALID_HANDLE_VALUE;
+}
+
+// Opens `path` as `disposition` asks; `created` tells whether the file is
+// new.  -1 with the last error on failure.
+int OpenByDisposition(const char *path, int how, bool reads, bool writes, mode_t mode, DWORD disposition,
+                      int *accessMode, bool *created) {
+    const bool mayCreate = disposition == CREATE_NEW || disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
+    for (;;) {
+        if (mayCreate) {
+            const int fd = OpenDescriptor(path, how | O_CREAT | O_EXCL, reads, writes, mode, accessMode);
+            if (fd >= 0) {
+                *created = true;
+                return fd;
+            }
+            if (errno != EEXIST || disposition == CREATE_NEW) {
+                SetLastError(errno != EEXIST ? NameError(path, errno) : ERROR_FILE_EXISTS);
+                return -1;
+            }
+        }
+        const int fd = OpenDescriptor(path, how, reads, writes, mode, accessMode);
+        if (fd >= 0)
+            return fd;
+        if (errno != ENOENT || !mayCreate) {  // else removed meanwhile: create it
+            SetLastError(NameError(path, errno));
+            return -1;
+        }
+    }
+}
+
+// The share bytes of a handle with these rights and this share mode.  A
+// handle without read, write or delete access takes no part, as on Windows.
+unsigned ShareBytesOf(bool reads, bool writes, bool deletes, DWORD shareMode) {
+    unsigned bytes = (reads ? kHoldRead : 0u) | (writes ? kHoldWrite : 0u) | (deletes ? kHoldDelete : 0u);
+    if (bytes == 0)
+        return 0;
+    return bytes | ((shareMode & FILE_SHARE_READ) != 0 ? 0u : kDenyRead) |
+           ((shareMode & FILE_SHARE_WRITE) != 0 ? 0u : kDenyWrite) |
+           ((shareMode & FILE_SHARE_DELETE) != 0 ? 0u : kDenyDelete);
 }
 
 // Deletes the file `path` as DeleteFileA does: false with the last error.
@@ -811,27 +879,11 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     if ((flags & FILE_FLAG_WRITE_THROUGH) != 0)
         how |= O_DSYNC;
     const mode_t mode = (flags & FILE_ATTRIBUTE_READONLY) != 0 ? 0444 : 0666;
-    const bool mayCreate = disposition == CREATE_NEW || disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
-    int fd = -1, accessMode = O_RDONLY;
+    int accessMode = O_RDONLY;
     bool created = false;
-    for (;;) {
-        if (mayCreate) {
-            fd = OpenDescriptor(path, how | O_CREAT | O_EXCL, reads, writes, mode, &accessMode);
-            if (fd >= 0) {
-                created = true;
-                break;
-            }
-            if (errno != EEXIST)
-                return FailedOpen(-1, NameError(path, errno));
-            if (disposition == CREATE_NEW)
-                return FailedOpen(-1, ERROR_FILE_EXISTS);
-        }
-        fd = OpenDescriptor(path, how, reads, writes, mode, &accessMode);
-        if (fd >= 0)
-            break;
-        if (errno != ENOENT || !mayCreate)  // else removed meanwhile: create it
-            return FailedOpen(-1, NameError(path, errno));
-    }
+    const int fd = OpenByDisposition(path, how, reads, writes, mode, disposition, &accessMode, &created);
+    if (fd < 0)
+        return INVALID_HANDLE_VALUE;
 
     struct stat st;
     if (fstat(fd, &st) != 0)
@@ -849,12 +901,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
             return FailedOpen(fd, ERROR_ACCESS_DENIED);
     }
 
-    unsigned bytes = (reads ? kHoldRead : 0u) | (writes ? kHoldWrite : 0u) | (deletes ? kHoldDelete : 0u);
-    if (bytes != 0) {
-        bytes |= ((shareMode & FILE_SHARE_READ) != 0 ? 0u : kDenyRead) |
-                 ((shareMode & FILE_SHARE_WRITE) != 0 ? 0u : kDenyWrite) |
-                 ((shareMode & FILE_SHARE_DELETE) != 0 ? 0u : kDenyDelete);
-    }
+    const unsigned bytes = ShareBytesOf(reads, writes, deletes, shareMode);
     const bool lockable = accessMode == O_RDONLY || accessMode == O_RDWR;
     const bool writable = accessMode == O_RDWR || accessMode == O_WRONLY;
     std::string absolute;
@@ -1007,12 +1054,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, PLONG distanceHigh, DWORD met
             FailErrno(errno);
             return INVALID_SET_FILE_POINTER;
         }
-        if (distanceHigh != nullptr)
-            *distanceHigh = static_cast<LONG>(position >> 32);
-        // A success that looks like the failure says so.
-        if (static_cast<DWORD>(position) == INVALID_SET_FILE_POINTER)
-            SetLastError(ERROR_SUCCESS);
-        return static_cast<DWORD>(position);
+        return LowWord(static_cast<uint64_t>(position), distanceHigh);
     });
 }
 
@@ -1035,12 +1077,7 @@ DWORD GetFileSize(HANDLE handle, LPDWORD sizeHigh) {
             FailErrno(errno);
             return INVALID_FILE_SIZE;
         }
-        const uint64_t size = static_cast<uint64_t>(st.st_size);
-        if (sizeHigh != nullptr)
-            *sizeHigh = static_cast<DWORD>(size >> 32);
-        if (static_cast<DWORD>(size) == INVALID_FILE_SIZE)
-            SetLastError(ERROR_SUCCESS);
-        return static_cast<DWORD>(size);
+        return LowWord(static_cast<uint64_t>(st.st_size), sizeHigh);
     });
 }
 
@@ -1199,10 +1236,14 @@ int rename(const char *oldName, const char *newName) noexcept {
     struct stat st;
     if (!PathOf(oldName, from) || !PathOf(newName, to))
         return RuntimeFailure();
-    if (lstat(from, &st) != 0)
-        return FailName(from, errno) ? 0 : RuntimeFailure();
-    if (S_ISREG(st.st_mode) && HeldWithoutSharingDelete(from))
-        return Fail(ERROR_SHARING_VIOLATION) ? 0 : RuntimeFailure();
+    if (lstat(from, &st) != 0) {
+        SetLastError(NameError(from, errno));
+        return RuntimeFailure();
+    }
+    if (S_ISREG(st.st_mode) && HeldWithoutSharingDelete(from)) {
+        SetLastError(ERROR_SHARING_VIOLATION);
+        return RuntimeFailure();
+    }
     if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
         return 0;
     if (errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP) {

@@ -24,6 +24,15 @@ bool ReserveFileBlocks(HANDLE file, int64_t offset, int64_t length);
 // room.
 void ReleaseBlocksBeyondEnd(HANDLE file, int64_t reservedEnd);
 
+// A new descriptor (close-on-exec) of the open file behind `file`, a
+// handle from CreateFileA, for the caller to close, and in `*access` (when
+// given) the handle's GENERIC_READ and GENERIC_WRITE; -1 with the last
+// error set (ERROR_INVALID_HANDLE when `file` names no open file).  The
+// copy stays valid whatever happens to the handle meanwhile.  It shares
+// the handle's file position and its locks, so the handle's share modes
+// hold while the copy is open, as a mapping keeps a Windows file open.
+int DuplicateFileDescriptor(HANDLE file, DWORD *access);
+
 }  // namespace cvz::posix
 
 #endif

@@ -234,6 +234,18 @@ TEST(Files, OverlappedReadSignalsTheEvent) {
     DWORD count = 0;
     EXPECT_TRUE(GetOverlappedResult(file, &control, &count, TRUE));
     EXPECT_EQ(std::string(buffer, count), "efgh");
+
+    control = {};
+    control.Offset = 100;
+    control.hEvent = event;
+    BOOL done = ReadFile(file, buffer, sizeof buffer, nullptr, &control);
+    if (!done && GetLastError() == ERROR_IO_PENDING) {
+        ASSERT_EQ(WaitForSingleObject(event, 5000), WAIT_OBJECT_0);
+        done = GetOverlappedResult(file, &control, &count, TRUE);
+    }
+    EXPECT_FALSE(done) << "beyond the end";
+    EXPECT_EQ(GetLastError(), ERROR_HANDLE_EOF);
+
     DWORD plain = 0;
     EXPECT_FALSE(ReadFile(file, buffer, 1, &plain, nullptr)) << "an overlapped handle needs a record";
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
@@ -285,6 +297,29 @@ TEST(Files, ShareModesBetweenHandles) {
     EXPECT_TRUE(DeleteFileA(name.c_str())) << "held with FILE_SHARE_DELETE";
     CloseHandle(holder);
     EXPECT_FALSE(Exists(name));
+}
+
+// Threads that open one file without sharing at the same moment: exactly
+// one gets it, whatever the timing.
+TEST(Files, RacingExclusiveOpensGrantOne) {
+    Scratch name("files_test_race.txt");
+    name.Write("x");
+    for (int round = 0; round < 20; ++round) {
+        std::vector<HANDLE> handles(6, INVALID_HANDLE_VALUE);
+        std::vector<std::thread> threads;
+        for (HANDLE &handle : handles)
+            threads.emplace_back([&handle, &name] { handle = Open(name, kReadWrite, 0, OPEN_EXISTING); });
+        for (std::thread &thread : threads)
+            thread.join();
+        int opened = 0;
+        for (HANDLE handle : handles) {
+            if (handle != INVALID_HANDLE_VALUE) {
+                ++opened;
+                CloseHandle(handle);
+            }
+        }
+        EXPECT_EQ(opened, 1) << "round " << round;
+    }
 }
 
 // FILE_FLAG_DELETE_ON_CLOSE: the file goes with the last handle, and while
