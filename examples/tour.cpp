@@ -5,6 +5,10 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <filesystem>
+#include <fstream>
+#include <string>
+
 // A Windows application receives posted messages through <windows.h>;
 // elsewhere <CommonVcZq.h> declares the same calls.
 #if defined(_WIN32)
@@ -264,6 +268,56 @@ static void SettingsFilesAndWholeFiles() {
     File::Delete(name);
 }
 
+// A scanner of the tour's own: it prints each file it is handed, and its
+// Filter lets only files of at least 100 bytes through.
+class SourceLister : public FileScanner {
+public:
+    SourceLister(const FileName &root, const String *mask) : FileScanner(root, mask, 0, 1) {}
+
+protected:
+    int Filter(const FileName &, const WIN32_FIND_DATAA *data) override { return data->nFileSizeLow >= 100; }
+    int OnFile(const FileName &name, const WIN32_FIND_DATAA *data, uint32_t index) override {
+        printf("  %u: %s, %u bytes\n", index, String(name.GetTitle(1)).c_str(), unsigned(data->nFileSizeLow));
+        return 1;
+    }
+};
+
+static void Scanning() {
+    Stop("Walking folders with file-name masks");
+    // A small tree of its own, in the current folder, made with the
+    // standard library and named the library's way.
+    const char *const files[][2] = {{"tour_scan", "main.cpp"}, {"tour_scan", "notes.txt"},
+                                    {"tour_scan", "tiny.cpp"}, {"tour_scan/lib", "util.cpp"},
+                                    {"tour_scan/lib", "util.h"}, {"tour_scan/.git", "config.cpp"}};
+    for (const auto &file : files) {
+        std::filesystem::create_directories(file[0]);
+        std::ofstream(std::string(file[0]) + "/" + file[1]) << std::string(strcmp(file[1], "tiny.cpp") ? 200 : 10, 'x');
+    }
+    String root(String::GetCurrentPath());
+    root += "\\tour_scan";
+
+    printf("the mask language: \"*.txt\" on \"a.b.txt\" %s, \"*.*\" on \"README\" %s, \"<rep.txt\" on "
+           "\"Report.txt\" %s\n",
+           MatchFileType("*.txt", "a.b.txt") ? "matches" : "does not match",
+           MatchFileType("*.*", "README") ? "matches" : "does not match",
+           MatchFileType("<rep.txt", "Report.txt") ? "matches" : "does not match");
+
+    printf("*.cpp and *.h of at least 100 bytes, subfolders included (.git is passed over):\n");
+    const String cpp("*.cpp");
+    SourceLister lister(FileName(root), &cpp);
+    lister.AddFileType("*.h");
+    lister.Run();
+
+    FileScanner collector(FileName(root + "\\*.txt|*.h"), nullptr, 0, 1);
+    List<FileName> found;
+    collector.SetFileNameList(found);
+    printf("a root that carries its masks (\\*.txt|*.h) fills a list with %d names:", found.GetCount());
+    for (FileName *name = found.GetFirst(); name; name = found.GetNext(name))
+        printf(" %s", String(name->GetTitle(1)).c_str());
+    printf("\n");
+    std::filesystem::remove_all("tour_scan");
+}
+
 // A document of the tour's own: a line of text with undo and redo.  Each
 // memento keeps the whole text as it was before a step.
 class Note : public AUndoable {
@@ -363,6 +417,7 @@ int main() {
     Files();
     Settings();
     SettingsFilesAndWholeFiles();
+    Scanning();
     UndoAndRedo();
     Failures();
     fflush(stdout);  // the debug channel is standard error: keep the order

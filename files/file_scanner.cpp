@@ -138,15 +138,19 @@ void FileScanner::CopyFoundFiles(const FileScanner &other) {
 }
 
 void FileScanner::Reset(const FileName &root, const String *fileType, int keepFound, int recursive) {
-    List<FileName> one(0);  // borrows `root` for the copy
-    one.Append(const_cast<FileName *>(&root));
-    Reset(one, fileType, keepFound, recursive);
-    one.DetachAll();
+    FileName *copy = new FileName(root);  // first: `root` may be one of the roots
+    roots.Clear();
+    roots.Append(copy);
+    ResetState(fileType, keepFound, recursive);
 }
 
 void FileScanner::Reset(const List<FileName> &newRoots, const String *fileType, int keepFound, int recursive) {
     if (&newRoots != &roots)
         roots = newRoots;
+    ResetState(fileType, keepFound, recursive);
+}
+
+void FileScanner::ResetState(const String *fileType, int keepFound, int recursive) {
     this->keepFound = keepFound;
     this->recursive = recursive;
     totalSize = 0;
@@ -154,9 +158,11 @@ void FileScanner::Reset(const List<FileName> &newRoots, const String *fileType, 
     reportIndex = 0;
     cursor = nullptr;
     foundFiles.Clear();
+    // The mask is copied first: it may be one of the masks.
+    StringItem<ListElement> *mask = fileType != nullptr ? new StringItem<ListElement>(*fileType) : nullptr;
     fileTypes.Clear();
-    if (fileType != nullptr)
-        AddFileType(*fileType);
+    if (mask != nullptr)
+        fileTypes.Append(mask);
 }
 
 void FileScanner::AddFileType(const String &mask) {

@@ -145,6 +145,8 @@ private:
     // Tries the file `data` of the folder `path` (ending in '\', `length`
     // characters) on the masks and delivers it; 0 when OnFile stops.
     int OfferFile(const char *path, size_t length, const WIN32_FIND_DATAA &data);
+    // Reset's work beside the roots.
+    void ResetState(const String *fileType, int keepFound, int recursive);
     // Copies the kept files of `other`, with the reading position.
     void CopyFoundFiles(const FileScanner &other);
 };

@@ -709,8 +709,8 @@ int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
 //   cFileName           the name as the directory holds it, also one that
 //                       Windows would not allow
 //   cAlternateFileName  empty: there are no 8.3 names
-// Only these entries cost a call for their state (statx, and getxattr for
-// the attribute); the others are passed over on their name alone.
+// Only these entries cost calls for their state (statx, and a read of the
+// attribute); the others are passed over on their name alone.
 #include "CommonVcZq/platform/find_data.h"
 
 enum : DWORD {

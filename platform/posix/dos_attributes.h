@@ -25,6 +25,11 @@ const DWORD kStoredDosAttributes =
 // null, is set to false when the file system keeps no extended attributes
 // at all, so that a caller may stop asking it.
 DWORD StoredDosAttributes(const char *path, bool *supported);
+// The same for the entry `name` of the open folder `folder`, whose native
+// path `path` also names (as "folder/name"): where the kernel has
+// getxattrat (Linux 6.13), the name is looked up in the folder alone,
+// which spares the walk along the whole path.
+DWORD StoredDosAttributesAt(int folder, const char *name, const char *path, bool *supported);
 
 // The attribute word that Windows would report for a file of `mode` whose
 // stored bits are `stored` (~0u: none stored): DIRECTORY for a folder,

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "temp_folder.h"
 #include "test_support.h"
 
 #include <string.h>
@@ -20,22 +21,6 @@
 #endif
 
 namespace {
-
-namespace fs = std::filesystem;
-
-std::string WindowsName(const fs::path &path) {
-#if defined(_WIN32)
-    return path.string();
-#else
-    std::string name = "Z:" + path.string();
-    std::replace(name.begin(), name.end(), '/', '\\');
-    return name;
-#endif
-}
-
-void WriteFile(const fs::path &path, size_t size) {
-    std::ofstream(path, std::ios::binary) << std::string(size, 'x');
-}
 
 TEST(MatchFileType, FollowsTheMaskLanguage) {
     struct Case {
@@ -105,12 +90,10 @@ std::vector<std::string> Sorted(std::vector<std::string> names) {
 //   root: a.txt (10 bytes), b.doc (20), c.txt (30), noext
 //   root\sub: d.txt (40), deep\e.txt (50)
 //   root\.hidden: f.txt
-class Scan : public ::testing::Test {
+class Scan : public TempFolderTest {
 protected:
     void SetUp() override {
-        const ::testing::TestInfo *test = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = fs::temp_directory_path() / (std::string("cvz_scan_") + test->name());
-        fs::remove_all(folder);
+        TempFolderTest::SetUp();
         fs::create_directories(folder / "sub" / "deep");
         fs::create_directories(folder / ".hidden");
         WriteFile(folder / "a.txt", 10);
@@ -122,12 +105,7 @@ protected:
         WriteFile(folder / ".hidden" / "f.txt", 60);
         root = WindowsName(folder);
     }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-    }
 
-    fs::path folder;
     std::string root;
 };
 
@@ -239,6 +217,14 @@ TEST_F(Scan, UserBreakFromTheStartHandlesOneEntryOfEachRoot) {
     EXPECT_EQ(scanner.folders.size(), 2u);
     EXPECT_EQ(scanner.starts, 1);
     EXPECT_EQ(scanner.ends, 1);
+
+    // Reset with a root that stands in the caller's list copies it.
+    scanner.Reset(*roots.GetLast(), &mask, 0, 0);
+    EXPECT_EQ(roots.GetFirst()->GetNext(), roots.GetLast());
+    scanner.breakAfter = -1;
+    scanner.files.clear();
+    scanner.Run();
+    EXPECT_EQ(scanner.files, (std::vector<std::string>{"d.txt"}));
 }
 
 TEST_F(Scan, AFolderThatVanishesOrDoesNotExistGivesAnEmptyWalk) {
