@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <stdio.h>
-#include <stdlib.h>
 
 #include <memory>
 #include <string>
@@ -175,11 +174,12 @@ TEST_F(ConfigFile, PathLists) {
 
 // On a full disk the save in place has already emptied the file when the
 // write fails; the safe save leaves the old file as it was.
-TEST_F(ConfigFile, FullDiskInPlaceLosesTheFileSafeSaveKeepsIt) {
-    const char *disk = getenv("CVZ_TEST_FULL_DISK");
-    if (!disk || !*disk)
-        GTEST_SKIP() << "CVZ_TEST_FULL_DISK names no small disk";
-    ScratchFolder full(LibraryName(disk));
+using FullDiskSettings = ConfigFile;
+
+TEST_F(FullDiskSettings, InPlaceLosesTheFileSafeSaveKeepsIt) {
+    if (SmallDisk().empty())
+        GTEST_SKIP() << "no small disk is mounted";
+    ScratchFolder full(SmallDisk());
     Config small("Settings");
     Fill(small);
     for (int mode : {0, int(Config::SafeSave)}) {

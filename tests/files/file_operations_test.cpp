@@ -2,8 +2,6 @@
 // with their questions, comparison, lines, and the drive questions.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
 #include <atomic>
 #include <memory>
 #include <string>
@@ -313,12 +311,13 @@ TEST_F(FileOperations, DrivesAndVolumes) {
 // Copying and moving onto a full disk fail as the full disk, with the
 // destination's drive, and leave neither a part of the copy nor a damaged
 // source.
-TEST_F(FileOperations, CopyAndMoveOntoAFullDisk) {
-    const char *disk = getenv("CVZ_TEST_FULL_DISK");
-    if (!disk || !*disk)
-        GTEST_SKIP() << "CVZ_TEST_FULL_DISK names no small disk";
-    ScratchFolder full(LibraryName(disk));
-    const std::string big(64 << 20, 'B');  // more than the small disk holds
+using FullDiskOperations = FileOperations;
+
+TEST_F(FullDiskOperations, CopyAndMoveFailWithTheDrive) {
+    if (SmallDisk().empty())
+        GTEST_SKIP() << "no small disk is mounted";
+    ScratchFolder full(SmallDisk());
+    const std::string big(4 << 20, 'B');  // more than the small disk holds
     const FileName source = Write("big", big);
     const FileName target = full / "big";
     const std::string diskFull = FormattedMessage(MSG_DISK_FULL, String(target.GetDrive()).c_str());
