@@ -6,11 +6,10 @@
 //  - Writing 256 MB in 64 KB pieces into a fresh file: File::Write beside
 //    write(2).
 //  - Reading a 16 MB text of lines of 0 to 80 characters: File::ReadLine on
-//    both roads beside std::getline on an std::ifstream.  ReadLine reads a
-//    byte at a time through Read, so on the handle road each byte is a
-//    system call.  ReadLine_ChunkedSketch shows what the same lines cost
-//    when a piece is read at once and the file position set back behind the
-//    line end, which gives the same lines and leaves the same position.
+//    both roads beside std::getline on an std::ifstream.  ReadLine asks the
+//    size and the position, reads a piece and sets the position back behind
+//    the line end: a few system calls a line, where getline reads through a
+//    buffer of its own.
 //
 // The files live in $TMPDIR (or /tmp) and are removed at the end.
 #include <benchmark/benchmark.h>
@@ -176,51 +175,6 @@ void ReadLine_FileStream(benchmark::State &state) {
 
 // ReadLine's lines from pieces: read up to 256 bytes, cut the line, and
 // seek back to the byte behind its end.
-String ChunkedReadLine(File &file, int32_t size) {
-    char piece[256];
-    String line;
-    for (;;) {
-        const int32_t at = file.GetPosition();
-        int32_t got = 0;
-        file.Read(piece, size - at < int32_t(sizeof piece) ? size - at : int32_t(sizeof piece), 0, &got);
-        if (got <= 0)
-            return line;
-        int32_t i = 0;
-        while (i < got && piece[i] != 0 && piece[i] != '\n' && piece[i] != '\r')
-            ++i;
-        line += String(SubString::Create(piece, uint32_t(i)));
-        if (i == got)
-            continue;
-        int32_t end = i + 1;
-        if (piece[i] == '\r') {
-            char next = 0;
-            if (end < got)
-                next = piece[end];
-            else
-                file.Read(&next, 1, 1, nullptr);
-            if (next == '\n')
-                ++end;
-        }
-        file.Seek(at + end, File::OriginBegin);
-        return line;
-    }
-}
-
-void ReadLine_ChunkedSketch(benchmark::State &state) {
-    const FileName name = LibraryName(TheFiles().text);
-    int64_t lines = 0;
-    for (auto _ : state) {
-        File file(name, File::OpenRead);
-        const int32_t size = file.GetSize();
-        while (file.GetPosition() < size) {
-            benchmark::DoNotOptimize(ChunkedReadLine(file, size).c_str());
-            ++lines;
-        }
-    }
-    state.SetBytesProcessed(state.iterations() * int64_t(kTextSize));
-    state.counters["lines"] = benchmark::Counter(double(lines), benchmark::Counter::kAvgIterations);
-}
-
 void ReadLine_getline(benchmark::State &state) {
     int64_t lines = 0;
     for (auto _ : state) {
@@ -244,7 +198,6 @@ BENCHMARK(Write_File)->Unit(benchmark::kMillisecond)->MinTime(2);
 BENCHMARK(Write_write2)->Unit(benchmark::kMillisecond)->MinTime(2);
 BENCHMARK(ReadLine_File)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(ReadLine_FileStream)->Unit(benchmark::kMillisecond)->MinTime(1);
-BENCHMARK(ReadLine_ChunkedSketch)->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(ReadLine_getline)->Unit(benchmark::kMillisecond)->MinTime(1);
 
 BENCHMARK_MAIN();

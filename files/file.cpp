@@ -11,6 +11,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/frame/exception.h"
 #include "CommonVcZq/text/messages.h"
 #include "CommonVcZq/threads/locks.h"
@@ -93,8 +94,6 @@ int ReadNarrowed(File &file, Wide *value) {
 }
 
 }  // namespace
-
-FileObject::~FileObject() {}
 
 // ------------------------------------------------------------- translators
 
@@ -223,11 +222,10 @@ int File::Open(const FileName &newName, int newFlags) {
 }
 
 void File::Close(int dropCache) {
-    // `dropCache` asks a block cache to forget the file's blocks; a File
-    // without a cache record, which every File is so far, has none.
-    (void)dropCache;
     if (!handle)
         return;
+    if (cache && dropCache)
+        cache->DropBlocks();
     if (OnStreamRoad()) {
         mmioClose(AsStream(handle), 0);
     } else {
@@ -325,21 +323,51 @@ int File::Read(double *value) {
 }
 
 String File::ReadLine() {
+    // The line is the bytes up to a 0, LF, CR LF or lone CR, as read one
+    // byte at a time; here they are read a piece at a time and the file is
+    // put back just behind the line's end, which leaves the same line and
+    // the same position for a system call a piece instead of one a byte.
+    // A piece whose read fails is taken byte by byte, so that a failure
+    // costs no byte that a read of one byte would have given.
     String line;
     int32_t remaining = GetSize() - Seek(0, OriginCurrent, 1);
-    for (; remaining > 0; --remaining) {
-        char c;
-        if (!Read(&c, 1, 0, nullptr))
-            continue;
-        if (c == 0 || c == '\n')
-            break;
-        if (c == '\r') {
-            Read(&c, 1, 1, nullptr);
-            if (c != '\n')
-                Seek(-1, OriginCurrent, 1);
-            break;
+    char piece[512];
+    while (remaining > 0) {
+        int32_t got = -1;
+        Read(piece, remaining < int32_t(sizeof piece) ? remaining : int32_t(sizeof piece), 0, &got);
+        if (got == 0)
+            break;  // the file ended early: every further read would fail
+        if (got < 0) {
+            if (!Read(piece, 1, 0, nullptr)) {
+                --remaining;  // a failed byte counts all the same
+                continue;
+            }
+            got = 1;
         }
-        line += c;
+        int32_t end = 0;
+        while (end < got && piece[end] != 0 && piece[end] != '\n' && piece[end] != '\r')
+            ++end;
+        line.Insert(0xFFFFFFFFu, piece, uint32_t(end));
+        if (end == got) {
+            remaining -= got;
+            continue;
+        }
+        int32_t used = end + 1;
+        if (piece[end] == '\r') {
+            if (used < got) {
+                used += piece[used] == '\n';
+            } else {
+                // The CR ends the piece: the byte after it decides, and a
+                // CR at the very end of the file fails that read.
+                char c;
+                Read(&c, 1, 1, nullptr);
+                if (c != '\n')
+                    Seek(-1, OriginCurrent, 1);
+            }
+        }
+        if (used < got)
+            Seek(used - got, OriginCurrent, 1);
+        break;
     }
     return line;
 }

@@ -2,7 +2,9 @@
 //
 // FileObject is the base of the kinds of open file.  Its one duty is to hold
 // the file's record in a block cache (`cache`), which is null as long as the
-// file is not cached; no file is cached yet, and GetCache gives null.
+// file is not cached.  A File constructed with a FileCacheManager
+// (files/file_cache.h) is cached: ReadCache and WriteCache go through the
+// manager's pool, and the FileObject owns the record.
 //
 // File is a thin, exception-raising layer over a system file handle.  It is
 // opened by one of two roads, chosen by the flag OpenBufferedStream: the
@@ -30,7 +32,7 @@
 //
 // A File is used by one thread at a time.  `lock` (OpenThreadSafe) is for
 // callers that share one File between threads for a seek and the read that
-// follows it: File's own members never take it.
+// follows it: of File's own members only ReadCache takes it.
 #ifndef CVZ_FILES_FILE_H
 #define CVZ_FILES_FILE_H
 
@@ -52,6 +54,9 @@ class StringItem;
 class CVZ_API FileObject {
 public:
     FileObject() : cache(nullptr) {}
+    // Registers with `manager` when it is not null; a disabled manager
+    // gives no record, and the file is not cached.
+    explicit FileObject(FileCacheManager *manager);
     // Copies share the cache record.
     FileObject(const FileObject &other) = default;
     FileObject &operator=(const FileObject &other) = default;
@@ -115,6 +120,11 @@ public:
     // A failed open raises out of the constructor, or with OpenNoThrow
     // leaves the File closed.
     File(const FileName &name, int flags);
+    // A file read and written through `manager`'s pool.  Registered with
+    // it, the file opens with OpenNoBuffering and without the hints
+    // OpenWriteThrough, OpenRandomAccess and OpenSequentialScan; when the
+    // manager is disabled it opens uncached, without OpenNoBuffering.
+    File(const FileName &name, int flags, FileCacheManager &manager);
     // Close(1); then the lock goes.
     ~File() override;
     // A File owns its handle: it is not copied.
@@ -177,8 +187,10 @@ public:
     int Read(double *value);
     // The bytes up to the next line end, which is read but not returned: a
     // zero byte, LF, CR LF, or a lone CR (whose following byte is put back).
-    // A CR as the last byte of the file raises 0x4652.  The line is read a
-    // byte at a time.  An empty result doesn't tell an empty line from the
+    // A CR as the last byte of the file raises 0x4652.  The line and the
+    // position it leaves are those of a read a byte at a time; the bytes are
+    // read a piece at a time and the position set back behind the line end.
+    // An empty result doesn't tell an empty line from the
     // end of the file: compare the position with the size.
     String ReadLine();
     // Starts a read of `size` bytes at `offset` on a file opened with
@@ -213,6 +225,27 @@ public:
     // The text, the byte `end1`, then `end2` unless it is '\xFF'.
     void WriteLine(const char *text, char end1 = '\r', char end2 = '\n');
     void WriteLine(const String &text, char end1 = '\r', char end2 = '\n');
+
+    // ---------------------------------------------------- through the cache
+
+    // Reads `size` bytes at `offset` through the block cache: 1 when all
+    // came.  `*got` (when given) receives the count delivered, also on a
+    // failure.  A miss reads the whole aligned block from the file.  With
+    // `mustSucceed` a short read raises 0x4652 with the name.  Moves the
+    // file position.  Takes the File's lock, when it has one, for the whole
+    // read.  Without a cache record it seeks and reads.
+    int ReadCache(int32_t offset, void *buffer, int32_t size, int32_t *got, int mustSucceed);
+    // Writes the whole block of `size` bytes at `offset` to the file and
+    // keeps a copy in the cache.  The caller supplied `filled` bytes at
+    // `block + prefix` (`filled` 0: the whole block is valid); the bytes
+    // around them are read through the cache first, and what lies beyond
+    // the end of the file is zeroed.  The file may grow to the end of the
+    // block: AdjustSizeOfCachedFile sets its size afterwards.  The file is
+    // unbuffered, so `block`, `offset` and `size` must be aligned to the
+    // disk's sectors (4096 serves all), as the pool's blocks are; a
+    // misaligned write fails.  Not synchronised with other threads on the
+    // same File.
+    void WriteCache(int32_t offset, void *block, uint32_t size, int32_t prefix, int32_t filled);
 
     // ------------------------------------------------------ position and size
 

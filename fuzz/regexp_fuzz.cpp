@@ -3,7 +3,8 @@
 // Input: one byte that chooses the start position, the pattern, a zero byte,
 // and the text (up to its first zero).  For every pattern that compiles, the
 // search must report a match inside the text that a new search from the
-// match's own position finds again, and a copy of the pattern must agree.
+// match's own position finds again, a copy of the pattern must agree, and
+// so must the search without its prefilter, which tries every position.
 // Where the pattern keeps to the language (7-bit), the result must also equal
 // that of a plain backtracking matcher over the same byte code, which follows
 // the documented algorithm step by step; it gives up on inputs that would
@@ -15,6 +16,7 @@
 #include <string>
 
 #include "CommonVcZq/text/regexp.h"
+#include "text/regexp_internal.h"
 
 namespace {
 
@@ -185,6 +187,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         Check(e.Find(text, &again, at) == position);
         Check(again == (length == 0 ? 1 : length));
     }
+
+    SetRegexpPrefilterForTesting(false);
+    unsigned int plainLength = 0;
+    Check(e.Find(text, &plainLength, from) == position && plainLength == length);
+    SetRegexpPrefilterForTesting(true);
 
     const RegularExp copy(e);
     unsigned int copyLength = 0;

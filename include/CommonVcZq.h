@@ -23,6 +23,7 @@
 #include "CommonVcZq/collections/hash_list.h"
 
 #include "CommonVcZq/files/file.h"
+#include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/files/file_name.h"
 #include "CommonVcZq/files/file_scanner.h"
 #include "CommonVcZq/files/mapped_file.h"

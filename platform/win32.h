@@ -182,6 +182,47 @@ BOOL DisableThreadLibraryCalls(HMODULE module);
 // has no such string.
 int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int bufferMax);
 
+// Memory (platform/posix/memory.cpp).  VirtualAlloc reserves address
+// space in 64 KiB-aligned ranges and commits pages within a range;
+// committed pages start zeroed, and pages committed again keep what they
+// hold.  VirtualFree decommits pages (their contents are lost) or releases
+// a whole range by its base address, with size 0.  A range reserved in one
+// call stays one range: it is never split, merged or moved.  Protections
+// are PAGE_NOACCESS, PAGE_READONLY and PAGE_READWRITE.  Failures:
+// ERROR_INVALID_ADDRESS for an address that lies in no range of this layer
+// or a commit that runs past its range, ERROR_INVALID_PARAMETER for a bad
+// type, protection or size, ERROR_NOT_ENOUGH_MEMORY when the system
+// refuses address space or commit charge.  GlobalMemoryStatus describes
+// the machine's memory and the process's address space; see memory.cpp.
+typedef size_t SIZE_T;
+
+enum : DWORD {
+    ERROR_INVALID_ADDRESS = 487,
+    MEM_COMMIT = 0x1000,
+    MEM_RESERVE = 0x2000,
+    MEM_DECOMMIT = 0x4000,
+    MEM_RELEASE = 0x8000,
+    PAGE_NOACCESS = 0x01,
+    PAGE_READONLY = 0x02,
+    PAGE_READWRITE = 0x04,
+};
+
+struct MEMORYSTATUS {
+    DWORD dwLength;
+    DWORD dwMemoryLoad;
+    SIZE_T dwTotalPhys;
+    SIZE_T dwAvailPhys;
+    SIZE_T dwTotalPageFile;
+    SIZE_T dwAvailPageFile;
+    SIZE_T dwTotalVirtual;
+    SIZE_T dwAvailVirtual;
+};
+typedef MEMORYSTATUS *LPMEMORYSTATUS;
+
+LPVOID VirtualAlloc(LPVOID address, SIZE_T size, DWORD allocationType, DWORD protection);
+BOOL VirtualFree(LPVOID address, SIZE_T size, DWORD freeType);
+void GlobalMemoryStatus(LPMEMORYSTATUS status);
+
 // Runtime library extensions of the Windows C runtime.
 int _stricmp(const char *a, const char *b);
 int _strnicmp(const char *a, const char *b, size_t count);

@@ -1,9 +1,10 @@
 // RegularExp: compiling a pattern into its byte code, and searching with it.
 //
 // The byte code is the documented form of a compiled pattern (see the Item
-// values in the header).  To search, Find first unpacks it into a list of
-// steps, one for each atom or anchor, with every atom turned into a 256-bit
-// table of the text characters it accepts.  A one-or-more item unpacks into
+// values in the header).  For searching, the constructor unpacks it once
+// into a list of steps, one for each atom or anchor, with every atom turned
+// into a 256-bit table of the text characters it accepts, and keeps the list
+// behind the code bytes in the same block.  A one-or-more item unpacks into
 // its atom followed by an any-number step of the same atom, which is exactly
 // how it behaves.
 //
@@ -20,6 +21,25 @@
 // position that matches, with the greedy longest way through each repeat
 // that lets the rest of the pattern match.
 //
+// Prefilter.  While no thread is alive, most positions of a text cannot
+// begin a match, and three facts of the pattern, found when it is compiled,
+// skip them without running the threads:
+//  - the bytes a match can begin with.  When that is one byte, the next
+//    start is found by strchr, else by a table of the bytes;
+//  - the prefix: the steps from the first on that are single characters,
+//    compared in place before a start is taken;
+//  - a required byte: a later single-character step, which every match
+//    passes through.  When that byte does not occur from a position on, no
+//    match begins there or later, and the search ends.  Further, every byte
+//    of a match in front of the required one is accepted by some step in
+//    front of it; a byte that none of them accepts (a blocker, such as the
+//    newline for "q.*z") standing before the next required byte rules out
+//    every start up to the blocker.  Once the stretch up to the next
+//    required byte is known to be clear, every start in it is tried
+//    without looking again.
+// The prefilter only leaves out starts that cannot match, so the result is
+// the same, as the tests check against the search without it.
+//
 // Bounds: there is no recursion at all, so the stack holds a fixed few
 // kilobytes whatever the pattern and the text.  A list never holds more
 // threads than the pattern has steps (at most 129), so the time is at most
@@ -29,6 +49,10 @@
 #include "CommonVcZq/text/regexp.h"
 
 #include <string.h>
+
+#include <atomic>
+
+#include "text/regexp_internal.h"
 
 namespace {
 
@@ -190,10 +214,10 @@ void SetAtom(Step &step, const unsigned char *code) {
     }
 }
 
-// Unpacks the byte code into `steps`, ended by an End step.  The reading
-// stops at the end item, at the end of the 128 bytes, or where no whole item
-// stands.
-void Unpack(const unsigned char *code, Step *steps) {
+// Unpacks the byte code into `steps`, ended by an End step, and returns
+// their number, the End step included.  The reading stops at the end item,
+// at the end of the 128 bytes, or where no whole item stands.
+unsigned int Unpack(const unsigned char *code, Step *steps) {
     unsigned int count = 0;
     unsigned int at = 0;
     while (at <= kLastCodeByte) {
@@ -219,6 +243,177 @@ void Unpack(const unsigned char *code, Step *steps) {
         at = atomAt + size;
     }
     steps[count].op = Op::End;
+    return count + 1;
+}
+
+// ---------------------------------------------------------------- the plan
+
+// Bits of Plan::classes.
+const uint8_t kMayBegin = 1;  // a match can begin with this byte
+const uint8_t kBlocks = 2;    // no step in front of the required byte accepts it
+
+// What searching derives from the byte code: the prefilter's facts, followed
+// in the same block by `stepCount` steps.
+struct alignas(8) Plan {
+    uint32_t stepCount;    // the End step included; 0 for a pattern that did not compile
+    bool anyStart;         // a match can begin with any byte, or be empty
+    int32_t firstLiteral;  // the one byte a match can begin with, or -1
+    uint32_t prefixLength;
+    int32_t required;      // the required byte, or -1
+    int32_t loneBlocker;   // the one blocker other than 0, or -1 for none, or kManyBlockers
+    uint8_t classes[256];
+
+    const Step *Steps() const { return reinterpret_cast<const Step *>(this + 1); }
+};
+static_assert(sizeof(Plan) % alignof(Step) == 0, "steps follow the plan");
+
+const int32_t kManyBlockers = 256;
+
+size_t BlockBytes(uint32_t stepCount) {
+    return RegularExp::PatternSize + sizeof(Plan) + stepCount * sizeof(Step);
+}
+
+const Plan &PlanOf(const unsigned char *block) {
+    return *reinterpret_cast<const Plan *>(block + RegularExp::PatternSize);
+}
+
+void AddAccepted(uint64_t (&set)[4], const Step &step) {
+    for (int i = 0; i < 4; ++i)
+        set[i] |= step.accepts[i];
+}
+
+bool Holds(const uint64_t (&set)[4], unsigned int c) {
+    return (set[c >> 6] >> (c & 63)) & 1;
+}
+
+void MakePlan(const Step *steps, uint32_t count, Plan &plan) {
+    memset(&plan, 0, sizeof plan);
+    plan.stepCount = count;
+    plan.firstLiteral = plan.required = plan.loneBlocker = -1;
+
+    // The bytes a match can begin with: those of the steps up to the first
+    // plain atom.  Reaching the end or the end of line first, the match can
+    // be empty.
+    uint64_t first[4] = {};
+    for (uint32_t s = 0; s < count; ++s) {
+        const Op op = steps[s].op;
+        if (op == Op::End || op == Op::EndOfLine) {
+            plan.anyStart = true;
+            break;
+        }
+        if (op != Op::StartOfText)
+            AddAccepted(first, steps[s]);
+        if (op == Op::Atom)
+            break;
+    }
+    unsigned int firstCount = 0;
+    for (unsigned int c = 0; c < 256; ++c) {
+        if (Holds(first, c)) {
+            plan.classes[c] |= kMayBegin;
+            plan.firstLiteral = static_cast<int32_t>(c);
+            ++firstCount;
+        }
+    }
+    if (plan.anyStart || firstCount != 1)
+        plan.firstLiteral = -1;
+
+    while (plan.prefixLength < count && steps[plan.prefixLength].op == Op::Atom &&
+           steps[plan.prefixLength].literal >= 0)
+        ++plan.prefixLength;
+
+    // The required byte: the last single-character step behind the prefix.
+    uint32_t required = 0;
+    for (uint32_t s = plan.prefixLength > 1 ? plan.prefixLength : 1; s < count; ++s)
+        if (steps[s].op == Op::Atom && steps[s].literal >= 0)
+            required = s;
+    if (required == 0)
+        return;
+    plan.required = steps[required].literal;
+    uint64_t before[4] = {};
+    for (uint32_t s = 0; s < required; ++s)
+        if (steps[s].op != Op::StartOfText && steps[s].op != Op::EndOfLine)
+            AddAccepted(before, steps[s]);
+    unsigned int blockers = 0;
+    for (unsigned int c = 1; c < 256; ++c) {
+        if (!Holds(before, c) && static_cast<int32_t>(c) != plan.required) {
+            plan.classes[c] |= kBlocks;
+            plan.loneBlocker = blockers++ ? kManyBlockers : static_cast<int32_t>(c);
+        }
+    }
+}
+
+// A new block with the code bytes of `code` and the plan searching needs,
+// which is empty when the pattern did not compile.
+unsigned char *NewBlock(const unsigned char *code, bool compiled) {
+    Step steps[kMaxSteps] = {};  // an anchor's step sets only its op
+    const uint32_t count = compiled ? Unpack(code, steps) : 0;
+    unsigned char *block = static_cast<unsigned char *>(::operator new(BlockBytes(count)));
+    memcpy(block, code, RegularExp::PatternSize);
+    Plan &plan = *reinterpret_cast<Plan *>(block + RegularExp::PatternSize);
+    MakePlan(steps, count, plan);
+    if (count)
+        memcpy(&plan + 1, steps, count * sizeof(Step));
+    return block;
+}
+
+std::atomic<bool> prefilterOn{true};
+
+// The prefilter: from position `p`, at which the text does not end, the
+// first position that may begin a match, or -1 when none can.  Starts up to
+// `viableTo` are known to pass the required byte's test; `nextRequired` is
+// the position of the required byte found last.
+int64_t NextStart(const Plan &plan, const unsigned char *text, uint32_t p, int64_t &viableTo,
+                  int64_t &nextRequired) {
+    const Step *steps = plan.Steps();
+    for (;;) {
+        if (!plan.anyStart) {
+            if (plan.firstLiteral >= 0) {
+                const char *hit = strchr(reinterpret_cast<const char *>(text + p), plan.firstLiteral);
+                if (!hit)
+                    return -1;
+                p = static_cast<uint32_t>(reinterpret_cast<const unsigned char *>(hit) - text);
+            } else {
+                // The ending zero never begins a match.
+                while (!(plan.classes[text[p]] & kMayBegin)) {
+                    if (text[p] == 0)
+                        return -1;
+                    ++p;
+                }
+            }
+        }
+        uint32_t matched = 0;
+        while (matched < plan.prefixLength && text[p + matched] == steps[matched].literal)
+            ++matched;
+        if (matched < plan.prefixLength) {
+            ++p;
+            continue;
+        }
+        if (plan.required < 0 || p <= viableTo)
+            return p;
+        if (p > nextRequired) {
+            const char *hit = strchr(reinterpret_cast<const char *>(text + p), plan.required);
+            if (!hit)
+                return -1;
+            nextRequired = reinterpret_cast<const unsigned char *>(hit) - text;
+        }
+        // The stretch up to the required byte holds no zero.
+        const unsigned char *blocker = nullptr;
+        const size_t stretch = static_cast<size_t>(nextRequired - p);
+        if (plan.loneBlocker == kManyBlockers) {
+            for (const unsigned char *q = text + p; q < text + nextRequired; ++q)
+                if (plan.classes[*q] & kBlocks) {
+                    blocker = q;
+                    break;
+                }
+        } else if (plan.loneBlocker >= 0) {
+            blocker = static_cast<const unsigned char *>(memchr(text + p, plan.loneBlocker, stretch));
+        }
+        if (!blocker) {
+            viableTo = nextRequired;
+            return p;
+        }
+        p = static_cast<uint32_t>(blocker - text) + 1;
+    }
 }
 
 struct Thread {
@@ -232,21 +427,22 @@ struct Match {
     uint32_t end = 0;  // the cursor behind the last matched character
 };
 
-// Runs the steps over `text` from `from` on (the text ends at its zero).
-Match Run(const Step *steps, const unsigned char *text, uint32_t from) {
+// Runs the steps of `plan` over `text` from `from` on (the text ends at its
+// zero).
+Match Run(const Plan &plan, const unsigned char *text, uint32_t from) {
+    const Step *steps = plan.Steps();
     Thread lists[2][kMaxSteps];
     Thread *current = lists[0];
     Thread *next = lists[1];
     unsigned int currentCount = 0;
     // The position (plus 1) at which each step was last entered: a step is
     // entered at most once a position, by the thread with priority.
-    uint32_t enteredAt[kMaxSteps] = {};
+    uint32_t enteredAt[kMaxSteps];
+    memset(enteredAt, 0, plan.stepCount * sizeof enteredAt[0]);
 
     const bool anchored = steps[0].op == Op::StartOfText;
-    // With no thread alive, a match can only begin at a character that the
-    // first step accepts, when that step is a plain atom.
-    const bool skipToFirstAtom = steps[0].op == Op::Atom;
-    const int firstLiteral = skipToFirstAtom ? steps[0].literal : -1;
+    const bool filtered = !anchored && prefilterOn.load(std::memory_order_relaxed);
+    int64_t viableTo = -1, nextRequired = -1;
 
     Match match;
     uint32_t p = from;
@@ -255,24 +451,20 @@ Match Run(const Step *steps, const unsigned char *text, uint32_t from) {
         if (currentCount == 0) {
             if (match.found || c == 0 || (anchored && p != from))
                 break;
-            if (skipToFirstAtom) {
-                if (firstLiteral >= 0) {
-                    const char *hit = strchr(reinterpret_cast<const char *>(text + p), firstLiteral);
-                    if (!hit)
-                        break;
-                    p = static_cast<uint32_t>(reinterpret_cast<const unsigned char *>(hit) - text);
-                } else {
-                    while (text[p] && !steps[0].Accepts(text[p]))
-                        ++p;
-                }
-                c = text[p];
-                if (c == 0)
+            if (filtered) {
+                const int64_t start = NextStart(plan, text, p, viableTo, nextRequired);
+                if (start < 0)
                     break;
+                p = static_cast<uint32_t>(start);
+                c = text[p];
             }
         }
         // A new attempt at this position, behind all the older ones.  The end
-        // of the text itself is not tried.
-        if (!match.found && c != 0 && (!anchored || p == from))
+        // of the text itself is not tried, nor, with the prefilter, a byte
+        // that no match begins with: that attempt would end here, and being
+        // the last in priority it hinders no other.
+        if (!match.found && c != 0 && (!anchored || p == from) &&
+            (!filtered || plan.anyStart || (plan.classes[c] & kMayBegin)))
             current[currentCount++] = Thread{0, p};
 
         unsigned int nextCount = 0;
@@ -339,17 +531,22 @@ bool MatchesNothingLeft(const unsigned char *code) {
 
 }  // namespace
 
+void SetRegexpPrefilterForTesting(bool on) {
+    prefilterOn.store(on, std::memory_order_relaxed);
+}
+
 // The bytes behind the end item are zero, so that the unpacking of a pattern
 // outside the language reads only defined bytes.
-RegularExp::RegularExp(const char *patternText)
-    : pattern(static_cast<unsigned char *>(::operator new(PatternSize))), status(Ok) {
-    memset(pattern, 0, PatternSize);
-    status = GeneratePattern(patternText, pattern);
+RegularExp::RegularExp(const char *patternText) : pattern(nullptr), status(Ok) {
+    unsigned char code[PatternSize] = {};
+    status = GeneratePattern(patternText, code);
+    pattern = NewBlock(code, status == Ok);
 }
 
 RegularExp::RegularExp(const RegularExp &other)
-    : pattern(static_cast<unsigned char *>(::operator new(PatternSize))), status(Ok) {
-    CopyPattern(other);
+    : pattern(static_cast<unsigned char *>(::operator new(BlockBytes(PlanOf(other.pattern).stepCount)))),
+      status(other.status) {
+    memcpy(pattern, other.pattern, BlockBytes(PlanOf(other.pattern).stepCount));
 }
 
 RegularExp &RegularExp::operator=(const RegularExp &other) {
@@ -361,9 +558,17 @@ RegularExp::~RegularExp() {
     ::operator delete(pattern);
 }
 
+// The code bytes come with their plan, whose size depends on the pattern.
 void RegularExp::CopyPattern(const RegularExp &source) {
-    if (&source != this)
-        memcpy(pattern, source.pattern, PatternSize);
+    if (&source == this)
+        return;
+    const size_t bytes = BlockBytes(PlanOf(source.pattern).stepCount);
+    if (bytes != BlockBytes(PlanOf(pattern).stepCount)) {
+        unsigned char *block = static_cast<unsigned char *>(::operator new(bytes));
+        ::operator delete(pattern);
+        pattern = block;
+    }
+    memcpy(pattern, source.pattern, bytes);
     status = source.status;
 }
 
@@ -429,9 +634,7 @@ int32_t RegularExp::Find(const String &text, unsigned int *matchLength, unsigned
                 length = 1;
             }
         } else {
-            Step steps[kMaxSteps];
-            Unpack(pattern, steps);
-            const Match match = Run(steps, subject, from);
+            const Match match = Run(PlanOf(pattern), subject, from);
             if (match.found) {
                 position = static_cast<int32_t>(match.start);
                 // An empty match right at `from` ends at `from`: length 1.

@@ -94,7 +94,9 @@ public:
     void CopyPattern(const RegularExp &source);
 
 private:
-    unsigned char *pattern;  // PatternSize bytes, owned
+    // The PatternSize bytes of the compiled form, followed in the same block
+    // by what searching derives from them; owned.
+    unsigned char *pattern;
     Status status;
 };
 

@@ -11,6 +11,11 @@
 //
 // An empty block gives 0 in both; `data` may then be null.  The functions
 // keep no state and may run on any number of threads at once.
+//
+// On x86 processors with carry-less multiplication (PCLMULQDQ, and
+// VPCLMULQDQ with AVX-512) long blocks are computed at memory speed; the
+// choice is made at the first call from what the processor reports, and
+// the results are the same on every processor.
 #ifndef CVZ_TOOLS_CHECKSUMS_H
 #define CVZ_TOOLS_CHECKSUMS_H
 

@@ -5,6 +5,10 @@
 
 #include <new>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "CommonVcZq/qx_vc/qx_heap.h"
 
 namespace {
@@ -39,9 +43,26 @@ int LowestBit(uint64_t bits) {
 }
 
 // The offset of the first byte among `available` from `text` that ends a
-// line, or `available`.  On little-endian machines eight bytes at a time.
+// line, or `available`.  With SSE2 (every x86-64 processor) sixteen bytes
+// at a time: a text byte is seldom 13 or below, so one comparison with the
+// smallest of the byte and 13 rules out most blocks, and only a block that
+// holds such a byte is tested for the three line ends.  Else, on
+// little-endian machines, eight bytes at a time.
 uint32_t FindLineEnd(const uint8_t *text, uint32_t available) {
     uint32_t i = 0;
+#if defined(__SSE2__)
+    const __m128i lf = _mm_set1_epi8('\n'), cr = _mm_set1_epi8('\r'), zero = _mm_setzero_si128();
+    const __m128i highestEnd = _mm_set1_epi8('\r');
+    for (; available - i >= 16; i += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(text + i));
+        if (!_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(v, highestEnd), v)))
+            continue;
+        const __m128i ends = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)),
+                                          _mm_cmpeq_epi8(v, zero));
+        if (const uint32_t bits = static_cast<uint32_t>(_mm_movemask_epi8(ends)))
+            return i + static_cast<uint32_t>(LowestBit(bits));
+    }
+#endif
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ || defined(_WIN32)
     for (; available - i >= 8; i += 8) {
         uint64_t word;
@@ -106,11 +127,6 @@ void MemoryStream::Reset(const void *block, unsigned int size) {
     // the const can go for the one pointer type of the fields.
     Reset(const_cast<void *>(block), size);
     readOnly = 1;
-}
-
-uint32_t MemoryStream::Remaining() const {
-    const uint32_t position = GetPosition();
-    return position < size ? size - position : 0;
 }
 
 uint8_t *MemoryStream::Claim(uint32_t n) {

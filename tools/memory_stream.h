@@ -140,7 +140,10 @@ private:
     uint8_t *Claim(uint32_t n);
     // Up to the end of the block: the bytes left before it, 0 when the
     // cursor is at or past it.
-    uint32_t Remaining() const;
+    uint32_t Remaining() const {
+        const uint32_t position = GetPosition();
+        return position < size ? size - position : 0;
+    }
     void PutLine(const char *text, uint32_t length);
     void ReleaseBlock();
 

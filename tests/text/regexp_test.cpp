@@ -3,11 +3,13 @@
 #include <string.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "CommonVcZq/text/regexp.h"
+#include "text/regexp_internal.h"
 
 namespace {
 
@@ -152,6 +154,60 @@ TEST(RegularExpFind, LongTextsStayLinear) {
     const String withEnd(letters.c_str());
     EXPECT_EQ(Result(0, (1 << 20) + 1), Search(".*.*b$", withEnd));
     EXPECT_EQ(Result(100, (1 << 20) - 99), Search("^a*.*b", withEnd, 100));
+}
+
+// The prefilter skips starts by the first bytes, the prefix, a required byte
+// and the bytes that cannot stand in front of it; these cases sit on each
+// edge.  Case never folds, in either comparison mode.
+TEST(RegularExpFind, StartsThePrefilterSkips) {
+    EXPECT_EQ(kNone, Search("q.*z", "aq b\nz q"));  // a newline between
+    EXPECT_EQ(Result(5, 3), Search("q.*z", "zq b\nqaz"));
+    EXPECT_EQ(Result(2, 2), Search("q.*z", "q\nqz"));
+    EXPECT_EQ(kNone, Search("q.*z", "qqqqq"));
+    EXPECT_EQ(Result(4, 5), Search("zebra", "zebrzebra"));
+    EXPECT_EQ(Result(3, 4), Search("[0-9]+\\.[0-9]", "a1 22.5"));
+    EXPECT_EQ(Result(2, 4), Search("x?[a-z]*g", "1 ring"));
+    EXPECT_EQ(Result(2, 1), Search("[a-z]*g", "A g"));
+    EXPECT_EQ(Result(4, 3), Search("a[^b]c", "abc axc"));
+    EXPECT_EQ(kNone, Search("ab*c", "abbbd"));
+    EXPECT_EQ(Result(0, 1), Search("a*", "b"));  // empty matches begin anywhere
+    for (int mode : {1, 0}) {
+        CaseSensitive scope(mode);
+        EXPECT_EQ(kNone, Search("Q.*z", "q..z"));
+        EXPECT_EQ(kNone, Search("q.*Z", "q..z"));
+        EXPECT_EQ(Result(4, 4), Search("q.*z", "Q..zq..z"));
+    }
+}
+
+// Random patterns over random texts: the search with the prefilter gives
+// what the search trying every position gives.
+TEST(RegularExpFind, ThePrefilterChangesNoResult) {
+    static const char *const atoms[] = {"a", "b", "q", "z", ".", "[ab]", "[^a]", "[a-q]", "\\n", "\\s", "[]"};
+    static const char *const repeats[] = {"", "", "", "*", "+", "?"};
+    std::mt19937 random(20261125);
+    auto pick = [&random](auto &list) { return list[random() % (sizeof list / sizeof list[0])]; };
+    for (int round = 0; round < 3000; ++round) {
+        std::string pattern = random() % 8 == 0 ? "^" : "";
+        for (int n = 1 + static_cast<int>(random() % 5); n > 0; --n)
+            pattern += std::string(pick(atoms)) + pick(repeats);
+        if (random() % 6 == 0)
+            pattern += "$";
+        const RegularExp e(pattern.c_str());
+        ASSERT_EQ(RegularExp::Ok, e.GetStatus()) << pattern;
+        std::string letters;
+        for (int n = static_cast<int>(random() % 40); n > 0; --n)
+            letters += "abqz \n\xE1"[random() % 7];
+        const String text(letters.c_str());
+        for (unsigned int from = 0; from <= text.GetLength(); from += 1 + random() % 4) {
+            unsigned int filteredLength = 0, plainLength = 0;
+            const int32_t filtered = e.Find(text, &filteredLength, from);
+            SetRegexpPrefilterForTesting(false);
+            const int32_t plain = e.Find(text, &plainLength, from);
+            SetRegexpPrefilterForTesting(true);
+            ASSERT_EQ(Result(plain, plainLength), Result(filtered, filteredLength))
+                << pattern << " in \"" << letters << "\" from " << from;
+        }
+    }
 }
 
 }  // namespace

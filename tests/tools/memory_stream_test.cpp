@@ -7,6 +7,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -113,6 +114,32 @@ TEST(MemoryStreamBorrowed, ReadsAcceptEveryLineEndAndStopAtTheEndOfTheBlock) {
     EXPECT_STREQ("", s.GetLine());
     EXPECT_STREQ("", s.GetString());
     EXPECT_EQ(50u, s.GetPosition());
+}
+
+// Lines of every length up to a few blocks of the fast scan, at every
+// offset, with bytes just around the line ends (9, 11, 12, 14, 0x8A, 0xFF)
+// in them: GetLine ends each where the byte-by-byte rule ends it.
+TEST(MemoryStreamBorrowed, LinesAtEveryLengthAndOffset) {
+    static const char kBytes[] = {'a', 'b', '\t', '\v', '\f', 14, '\x8A', '\xFF', '\n', '\r', '\0'};
+    std::mt19937 random(77);
+    std::vector<char> block(8192);
+    for (size_t i = 0; i < block.size(); ++i)  // line ends rarer from stretch to stretch
+        block[i] = random() % (2 + i / 256) ? kBytes[random() % 8] : kBytes[random() % 11];
+    for (uint32_t offset = 0; offset < 40; ++offset) {
+        const uint32_t size = static_cast<uint32_t>(block.size()) - offset;
+        MemoryStream s(static_cast<const void *>(block.data() + offset), size);
+        uint32_t at = 0;
+        while (!s.End()) {
+            std::string expected;
+            while (at < size && block[offset + at] != '\n' && block[offset + at] != '\r' && block[offset + at])
+                expected += block[offset + at++];
+            if (at < size && block[offset + at++] == '\r' && at < size && block[offset + at] == '\n')
+                ++at;
+            const String line = s.GetLine();
+            ASSERT_EQ(expected, std::string(line.c_str(), line.GetLength())) << offset;
+            ASSERT_EQ(at, s.GetPosition());
+        }
+    }
 }
 
 TEST(MemoryStreamBorrowed, WritesThatDoNotFitAreRefused) {
