@@ -577,15 +577,12 @@ MMRESULT mmioFlush(HMMIO stream, UINT flags);
 // (ERROR_MAPPED_ALIGNMENT otherwise); a view beyond the maximum size, or a
 // write view of a read-only mapping, fails with ERROR_ACCESS_DENIED.  A
 // view keeps its mapping alive until UnmapViewOfFile.
-typedef size_t SIZE_T;
-
+// The protections PAGE_READONLY and PAGE_READWRITE, ERROR_INVALID_ADDRESS
+// and SIZE_T are those of the memory calls above.
 enum : DWORD {
-    PAGE_READONLY = 0x02,
-    PAGE_READWRITE = 0x04,
     FILE_MAP_WRITE = 0x2,
     FILE_MAP_READ = 0x4,
     FILE_MAP_ALL_ACCESS = 0xF001F,
-    ERROR_INVALID_ADDRESS = 487,
     ERROR_FILE_INVALID = 1006,
     ERROR_MAPPED_ALIGNMENT = 1132,
 };
