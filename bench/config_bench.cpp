@@ -21,6 +21,10 @@
 //  - Write: the whole tree to text.  Config and wxFileConfig write to
 //    memory; QSettings changes one value and syncs, which writes the file
 //    on tmpfs (through a temporary file and a rename).
+//  - Load and Save: the same with files, for Config through Load and Save
+//    (in place, and the safe save), for inih through ini_parse of the file,
+//    and for wxFileConfig through its local file; QSettings reads and
+//    writes files in Read and Write already.
 #include <benchmark/benchmark.h>
 
 #include <stdint.h>
@@ -171,6 +175,59 @@ void Write_Config(benchmark::State &state) {
     SetBytes(state, size);
 }
 BENCHMARK(Write_Config)->Unit(benchmark::kMillisecond);
+
+// The library's name of a native path: drive Z: and backslashes.
+FileName LibraryName(const std::string &path) {
+    std::string name = "Z:" + path;
+    for (char &c : name)
+        if (c == '/')
+            c = '\\';
+    return FileName(name.c_str());
+}
+
+// A file of the data in our format, beside the INI file of the peers.
+const std::string &ConfigFile() {
+    static const std::string file = [] {
+        const std::string path = "/tmp/cvz_bench_settings.cfg";
+        FILE *f = fopen(path.c_str(), "wb");
+        fwrite(TheData().configText.data(), 1, TheData().configText.size(), f);
+        fclose(f);
+        return path;
+    }();
+    return file;
+}
+
+void Load_Config(benchmark::State &state) {
+    const FileName name = LibraryName(ConfigFile());
+    for (auto _ : state) {
+        Config c("Bench");
+        c.Load(name);
+        benchmark::DoNotOptimize(c.GetRoot()->children->GetCount());
+    }
+    SetBytes(state, TheData().configText.size());
+}
+BENCHMARK(Load_Config)->Unit(benchmark::kMillisecond);
+
+void Save_Config(benchmark::State &state) {
+    Config c(LoadedConfig());
+    const FileName name = LibraryName(ConfigFile() + ".saved");
+    for (auto _ : state)
+        c.Save(name, 1);
+    remove((ConfigFile() + ".saved").c_str());
+    SetBytes(state, TheData().configText.size());
+}
+BENCHMARK(Save_Config)->Unit(benchmark::kMillisecond);
+
+void SafeSave_Config(benchmark::State &state) {
+    Config c("Bench", Config::SafeSave);
+    c = LoadedConfig();
+    const FileName name = LibraryName(ConfigFile() + ".saved");
+    for (auto _ : state)
+        c.Save(name, 1);
+    remove((ConfigFile() + ".saved").c_str());
+    SetBytes(state, TheData().configText.size());
+}
+BENCHMARK(SafeSave_Config)->Unit(benchmark::kMillisecond);
 
 // --------------------------------------------------------------- QSettings
 
@@ -326,6 +383,28 @@ void Read_inih(benchmark::State &state) {
 }
 BENCHMARK(Read_inih)->Unit(benchmark::kMillisecond);
 
+const std::string &IniFile() {
+    static const std::string file = [] {
+        const std::string path = "/tmp/cvz_bench_inih.ini";
+        FILE *f = fopen(path.c_str(), "wb");
+        fwrite(TheData().iniText.data(), 1, TheData().iniText.size(), f);
+        fclose(f);
+        return path;
+    }();
+    return file;
+}
+
+void Load_inih(benchmark::State &state) {
+    const std::string &file = IniFile();
+    for (auto _ : state) {
+        size_t count = 0;
+        ini_parse(file.c_str(), CountValue, &count);
+        benchmark::DoNotOptimize(count);
+    }
+    SetBytes(state, TheData().iniText.size());
+}
+BENCHMARK(Load_inih)->Unit(benchmark::kMillisecond);
+
 #endif
 
 }  // namespace
@@ -343,5 +422,9 @@ int main(int argc, char **argv) {
     if (!iniFile.empty())
         remove(iniFile.c_str());
 #endif
+#if defined(CVZ_HAVE_INIH)
+    remove(IniFile().c_str());
+#endif
+    remove(ConfigFile().c_str());
     return 0;
 }

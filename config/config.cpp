@@ -156,7 +156,9 @@ Config::Config(const char *name, const FileName &file, int autoSave, Mode mode)
       fileName(file),
       autoCreate(1),
       autoSave(autoSave),
-      wrongFileTime(1) {}
+      wrongFileTime(1) {
+    Load(file);
+}
 
 // The hooks and the mode are fields ahead of the root, so the copied keys
 // already see the copy's hook and compare mode.
@@ -191,7 +193,11 @@ Config &Config::operator=(const Config &other) {
     return *this;
 }
 
-Config::~Config() {}
+// The automatic save swallows its failures: Save without rethrow.
+Config::~Config() {
+    if (autoSave && !fileName.IsEmpty())
+        Save(fileName, 0);
+}
 
 Config::ComposedName::ComposedName(const char *name, int index) {
     strcpy_n(text, name ? name : "", sizeof text);

@@ -62,11 +62,21 @@
 // the deepest group that was opened, and its "{" and "}" are still paired,
 // so the entries after it keep their places.
 //
-// Files.  Reading and writing files (Load, Save, the time stamp in the
-// group "__System", the path list files) belong to the file layer and are
-// not part of this class yet: a Config made with a FileName only keeps the
-// name, starts empty and does not save when it ends.  GetAsBlock and
-// BuildFromBlock are the complete format on memory.
+// Files.  Load reads a whole file into memory and builds the tree from it;
+// Save writes the whole tree with one write.  A Config made with a
+// FileName loads that file at once and, with autoSave, saves to it when it
+// ends, quietly.  A file that cannot be read leaves the tree as it was,
+// silently unless the mode holds MustExist (then Load throws a
+// `const char *` to an empty text).  With StampFileTime, Save stores the
+// file's last-write time in the group "__System" as the value "config"
+// and gives the file exactly that time; Load compares the two, and
+// HasWrongFileTime tells whether something else has written the file
+// since.  Save writes the file in place by default, so a failure in the
+// middle (a full disk) leaves it cut short; with SafeSave in the mode it
+// writes a new file in the same folder, flushes it to the disk and puts
+// it in the old one's place in one step, so that a failure leaves the old
+// file whole.  The path list files hold one path a line (see
+// GetAsPathList).
 //
 // A Config takes no lock.  The current position is state of the object,
 // so even the const readers depend on it: one thread at a time.  Every
@@ -165,10 +175,12 @@ public:
         Sorted = 2,
         // As Sorted, and groups go before values of other names.
         SortedGroupsFirst = 4,
-        // Loading a file that cannot be read is an error (file layer).
+        // Loading a file that cannot be read is an error.
         MustExist = 8,
-        // Saving stamps the file time into the tree (file layer).
-        StampFileTime = 16
+        // Saving stamps the file time into the tree, loading checks it.
+        StampFileTime = 16,
+        // Saving writes a new file and puts it in place of the old one.
+        SafeSave = 32
     };
 
     // Hooks for an application or a derived class; the library never sets
@@ -210,9 +222,9 @@ public:
 
     // An empty tree whose root is named `name`; no file, no auto-save.
     explicit Config(const char *name, Mode mode = Mode(0));
-    // As above, keeping `file` as the Config's file and `autoSave` as given.
-    // Loading the file and saving it at the end come with the file layer;
-    // for now the tree starts empty and nothing is read or written.
+    // As above, then Load(file); `file` stays the Config's file, to which
+    // the destructor saves when `autoSave` is set.  The name in the file,
+    // if any, replaces `name`.
     Config(const char *name, const FileName &file, int autoSave, Mode mode = Mode(0));
     // Deep copies.  The copy takes the mode, the hooks, the flags and the
     // file name; its position is its root.  Assigning an object to itself
@@ -399,6 +411,22 @@ public:
     // a group; no real settings text comes near it.
     enum { MaxBlockDepth = 256 };
 
+    // Settings files.  Neither changes GetFileName.
+    // Replaces the tree by the one in `file`; an empty name does nothing.
+    // With StampFileTime the position is left on "__System", else at the
+    // root.  Failures: see the class comment.
+    void Load(const FileName &file);
+    // Writes the tree to `file`, moving to the root; an empty name does
+    // nothing.  A failure raises the File's Exception with `rethrow`, and
+    // is swallowed without it; the file is then cut short, or with
+    // SafeSave as it was.
+    void Save(const FileName &file, int rethrow);
+    // The path list of the tree, written with File::WriteLines.
+    void SaveAsPathList(const FileName &file);
+    // Replaces the tree by the path list in `file` (File::ReadLines,
+    // trimmed, without empty lines).  Failures pass on.
+    void LoadFromPathList(const FileName &file);
+
     // The path list: for each value key in the order of the text format,
     // its group path below the root and its name joined by backslashes (no
     // root name, no values; an empty path is left out).  Fills `paths`,
@@ -422,7 +450,7 @@ protected:
     String pendingLine;    // one line of look-ahead while reading
     FileName fileName;     // the constructor's file; empty otherwise
     int autoCreate;        // MoveDown makes missing groups
-    int autoSave;          // the file layer saves at the end
+    int autoSave;          // the destructor saves to fileName
     int wrongFileTime;     // result of the file-time check; 1 until checked
 
 private:

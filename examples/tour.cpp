@@ -273,6 +273,34 @@ static void Settings() {
            copy.GetValue(0, "Width"), copy.GetValue(32, "Depth"), copy.GetSure(0, 100, 300, "Height"));
 }
 
+static void SettingsFilesAndWholeFiles() {
+    Stop("A settings file loaded, changed and saved by its destructor; files copied, compared and read by line");
+    const FileName folder(String::GetCurrentPath());
+    FileName name(folder);
+    name.AppendTitleAndMakeFullFileName("tour-settings.cfg");
+    const char *text = "Tour\r\n{\r\n\tRuns=1\r\n}\r\n";
+    File::SaveFile(name, text, static_cast<unsigned int>(strlen(text)));
+    {
+        Config settings("Tour", name, 1);  // loads the file now, saves it at the end
+        printf("loaded Runs=%d from %s\n", settings.GetValue(0, "Runs"), name.c_str());
+        settings.SetValue(settings.GetValue(0, "Runs") + 1, "Runs");
+    }
+    Config reread("Tour", name, 0);
+    printf("after the destructor's save: Runs=%d\n", reread.GetValue(0, "Runs"));
+
+    FileName copy(folder);
+    copy.AppendTitleAndMakeFullFileName("tour-copy.cfg");
+    File::Copy(copy, name);
+    int32_t difference = 0;
+    printf("the copy is %s\n", File::AreEqual(name, copy, &difference) ? "equal" : "different");
+    List<StringItem<ListElement>> lines;
+    File::ReadLines(copy, lines, 1, 1);
+    for (StringItem<ListElement> *line = lines.GetFirst(); line; line = lines.GetNext(line))
+        printf("  line: \"%s\"\n", line->c_str());
+    File::Delete(copy);
+    File::Delete(name);
+}
+
 // A scanner of the tour's own: it prints each file it is handed, and its
 // Filter lets only files of at least 100 bytes through.
 class SourceLister : public FileScanner {
@@ -422,6 +450,7 @@ int main() {
     Files();
     BlockCache();
     Settings();
+    SettingsFilesAndWholeFiles();
     Scanning();
     UndoAndRedo();
     Failures();

@@ -46,6 +46,10 @@
 class CriticalSection;
 class FileCacheBuffers;
 class FileCacheManager;
+template <class T>
+class ArrayInPlace;
+template <class Base>
+class StringItem;
 
 class CVZ_API FileObject {
 public:
@@ -305,7 +309,104 @@ public:
     // Raises 0x4658 (code 0) when `directory` is not a folder.
     static FileName GetTempName(const FileName &directory);
 
+    // ------------------------------------------------- operations by name
+    // Whole-file operations, copying and moving, backups, and the drive and
+    // volume questions.  Those that raise do so with the system error as
+    // `code`; a full disk is 0x4663 with the destination's drive.
+
+    // What CanWrite does with an existing file before it is overwritten.
+    enum BackupMode { BackupNone = 0, BackupAsk = 1, BackupAlways = 2 };
+    // The kind of a drive, by the platform's answer.
+    enum DriveType {
+        DriveInvalid = -1,  // no such root
+        DriveUnknown = 0,
+        DriveFloppy = 1,
+        DriveRemovable = 2,
+        DriveFixed = 3,
+        DriveRemote = 4,
+        DriveCdRom = 5,
+        DriveRamDisk = 6,
+    };
+
+    // The runtime's rename(from, to), which never replaces; 0x465D.
+    static void Rename(const FileName &from, const FileName &to);
+    // Copies `source` over `destination`, replacing it; 0x4656.
+    static void Copy(const FileName &destination, const FileName &source);
+    // EnsureDirectory of the destination's folder, then Copy.
+    static void CopyEx(const FileName &destination, const FileName &source);
+    // Deletes a destination file (quietly), then moves; 0x4657.
+    static void Move(const FileName &destination, const FileName &source);
+    // Makes every missing folder of `directory` from the drive down; a
+    // level that is a file, a missing drive or a failed creation raises
+    // 0x4662.  A name without a drive fails.
+    static void EnsureDirectory(const FileName &directory);
+    // Whether the caller may write `name`, making a backup first if asked.
+    // 1 for a missing file.  A file in use gives 0 (after the box 0x4659)
+    // with `reportInUse`, else is backed up by copying.  BackupAsk asks the
+    // question 0x465A under the caption of `window`: Cancel gives 0, No 1
+    // without a backup.  The backup's extension is `backupExtension`, or
+    // for "~" the file's extension with its first letter turned into '~'
+    // ("~" for none).  A failed backup shows 0x465B and gives 0.  Never
+    // raises.
+    static int CanWrite(int window, const FileName &name, int reportInUse, BackupMode mode,
+                        const char *backupExtension);
+    // 1 when the two files hold the same bytes (or are one name, in any
+    // case, of an existing file).  `*difference`, when given: -1 for sizes
+    // that differ, the offset of the first byte that differs, -2 when a
+    // file can't be read (a missing or empty one); untouched on equality.
+    static int AreEqual(const FileName &a, const FileName &b, int32_t *difference);
+    // 1 when a temporary file can be made in `directory`.
+    static int IsWritableDirectory(const FileName &directory);
+    // The size without opening the file; 0x4650 with the name when missing.
+    static int32_t GetSize(const FileName &name);
+    // Non-zero when the file is read-only; 0 when that can't be told.
+    static int IsWriteProtected(const FileName &name);
+
+    // Drives and volumes, by the drive of `name`.
+    static int ExistDrive(const FileName &name);
+    static DriveType GetDriveTypeA(const FileName &name);
+    static int IsFloppyDrive(const FileName &name);
+    static int IsCompressedVolume(const FileName &name);
+    // 1 for fixed and removable drives (a floppy is not fast).
+    static int IsFastPhysicalDrive(const FileName &name);
+    // The volume's label; 0x465E when it can't be read.
+    static FileName GetVolumeName(const FileName &name);
+    // Sets the label; 1, or 0x465F.
+    static int SetVolumeName(const FileName &name, const String &label);
+    // Free bytes of drive `drive` (0 is A), in 32 bits, and the total in
+    // `*total` when given; 0 and `*total` untouched when the drive can't
+    // be asked.
+    static uint32_t GetDiskSpace(int drive, int32_t *total);
+    // The folder of the module's file.
+    static FileName GetAppPath(HINSTANCE module);
+
+    // Whole files.
+    // Reads the whole file into `buffer`, or into a new block from
+    // QX_Heap::GetDefault() that the caller frees with QX_Heap::FreeMem;
+    // `*size` receives the size.
+    static void *LoadFile(const FileName &name, unsigned int *size, void *buffer);
+    // Creates the file anew with `size` bytes of `data`.
+    static void SaveFile(const FileName &name, const void *data, unsigned int size);
+    // The lines of a file up to its last LF (bytes after it are dropped),
+    // without CR and LF; with `trim` without blanks and tabs at their ends
+    // too; empty ones left out with `skipEmpty`.  The file is mapped, so an
+    // empty file raises 0x4665.
+    static void ReadLines(const FileName &name, List<StringItem<ListElement>> &lines, int trim,
+                          int skipEmpty);
+    static void ReadLines(const FileName &name, ArrayInPlace<String> &lines, int trim, int skipEmpty);
+    // Writes each line with CR LF (one CR LF for no lines), replacing the
+    // file, or after its end with `append`.
+    static void WriteLines(const FileName &name, const List<StringItem<ListElement>> &lines, int append);
+    // The times of the file by its name, as the open File gives them.
+    static void GetDateTime(const FileName &name, unsigned short *date, unsigned short *time);
+    static void GetDateTime(const FileName &name, FILETIME *created, FILETIME *accessed,
+                            FILETIME *written);
+    static void SetDateTime(const FileName &name, FILETIME *created, FILETIME *accessed,
+                            FILETIME *written);
+
 private:
+    friend class MappedFile;  // raises a full disk as File does
+
     // Flag translators.  Those taking `flags` by reference add the defaults.
     static uint32_t TranslateMMIOFlags(int &flags);
     static uint32_t TranslateReadWriteFlags(int &flags);

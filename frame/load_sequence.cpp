@@ -11,6 +11,7 @@
 // Objects built during load run on the loading thread.  No per-thread set-up
 // exists: per-thread state has a static initial image (frame/frame.cpp).
 #include "frame/globals.h"
+#include "files/globals.h"
 #include "text/globals.h"
 #include "tools/globals.h"
 #include "selector/globals.h"
@@ -42,6 +43,12 @@ static struct DefaultTextPin {
     DefaultTextPin() { PinStringBody(_defaultAException.why()); }
     ~DefaultTextPin() { UnpinStringBody(_defaultAException.why()); }
 } _defaultTextPin;
+
+// Step 6: the view lock, which guards the views of every MappedFile.
+CriticalSection _viewLock;
+
+// Step 7: the memory's page size and allocation granularity.
+const MemoryGeometry _memoryGeometry = MemoryGeometry::Measure();
 
 // Step 8: the lock of the message cache.
 CriticalSection _messageCacheLock;

@@ -17,59 +17,12 @@
 //    as "a =": the line "a " loses the blank when it is read.
 #include <stddef.h>
 #include <stdint.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include <memory>
 #include <string>
 
-#include "CommonVcZq/config/config.h"
-
-namespace {
-
-void Check(bool condition) {
-    if (!condition)
-        abort();
-}
-
-// A key whose line does not read back as that key.
-bool IsLostInWriting(const ConfigKey &key) {
-    const String &name = key.name;
-    if (key.IsValue() && !key.value.IsEmpty())
-        return false;
-    const char last = name.GetLastChar();
-    if (strcmp(name.c_str(), "{") == 0)
-        return true;
-    return key.IsValue() && (strcmp(name.c_str(), "}") == 0 || last == ' ' || last == '\t');
-}
-
-// Checks the links below `group` and tells whether a key that is lost in
-// writing stands there.
-bool CheckGroup(const Config &config, const ConfigKey &group) {
-    bool lossy = false;
-    Check(group.children->GetCompareMode() == 0);
-    for (const ConfigKey *k = static_cast<ConfigKey *>(group.children->GetFirst()); k; k = k->GetNext()) {
-        Check(k->parent == &group && k->config == &config);
-        Check(!k->name.IsEmpty());
-        lossy |= IsLostInWriting(*k);
-        if (k->IsGroup()) {
-            Check(!k->children->IsEmpty());
-            lossy |= CheckGroup(config, *k);
-        }
-    }
-    return lossy;
-}
-
-std::string Write(Config &config) {
-    unsigned int size = 0;
-    char *block = config.GetAsBlock(&size);
-    Check(block != nullptr);
-    std::string text(block, size);
-    QX_Heap::FreeMem(block);
-    return text;
-}
-
-}  // namespace
+#include "config_fuzz_checks.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::unique_ptr<char[]> block(new char[size ? size : 1]);

@@ -26,6 +26,7 @@
 #include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/files/file_name.h"
 #include "CommonVcZq/files/file_scanner.h"
+#include "CommonVcZq/files/mapped_file.h"
 
 #include "CommonVcZq/config/config.h"
 

@@ -10,8 +10,8 @@
 // receiving the messages that the library posts (a failure handed to the
 // main thread or to a window, see ExceptionThrower), message-only windows to
 // receive them in, loading a resource module of localised messages, the
-// folders that drive letters stand for, and bitmaps.  The rest of the layer stays inside
-// the library.
+// folders that drive letters stand for, the answers to message boxes, and
+// bitmaps.  The rest of the layer stays inside the library.
 #ifndef CVZ_PLATFORM_APPLICATION_H
 #define CVZ_PLATFORM_APPLICATION_H
 
@@ -138,6 +138,18 @@ CVZ_API BOOL FreeLibrary(HMODULE module);
 // FALSE with ERROR_INVALID_PARAMETER for a character that is no letter or
 // a relative folder.
 CVZ_API BOOL MapDriveLetter(char letter, const char *folder);
+
+// Message boxes.  There is no screen here, so MessageBoxA shows nothing:
+// it returns what the function set here answers for the box (IDOK 1,
+// IDCANCEL 2, IDYES 6, IDNO 7, ...), given the box's text, caption and
+// style (MB_YESNOCANCEL 3 and so on in the low four bits, the default
+// button in bits 8-11).  An answer that is not a button of the box, and
+// every box while no function is set (null), gets the box's default
+// button: what pressing Enter would give, OK for a box with one button,
+// Yes for the question whether to make a backup.  Any thread may set it;
+// the function runs on the thread that asks.
+typedef int (*MessageBoxAnswerFunction)(LPCSTR text, LPCSTR caption, UINT style);
+CVZ_API void SetMessageBoxAnswer(MessageBoxAnswerFunction answer);
 
 // Bitmaps, for the expand button of the file selector
 // (SetFileSelectorExpandBitmap).  There is no display here: a bitmap is an

@@ -24,6 +24,7 @@
 #endif
 #include <windows.h>
 #include <mmsystem.h>
+#include <winioctl.h>
 #include <process.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -561,6 +562,159 @@ LONG mmioSeek(HMMIO stream, LONG offset, int origin);
 // Writes what the buffer holds; with MMIO_EMPTYBUF also forgets what it
 // read ahead.  MMIOERR_CANNOTWRITE when the write failed.
 MMRESULT mmioFlush(HMMIO stream, UINT flags);
+}
+
+// File mappings (platform/posix/mapping.cpp).  A mapping is a kernel object
+// over the file of a handle from CreateFileA; it keeps the file open on its
+// own, so the file handle may be closed while views remain.  Mappings of
+// files only, and names known in this process only (in the one name table
+// of events and mappings).  A maximum size above the file's size extends
+// the file at once (ERROR_DISK_FULL when the disk cannot hold it), 0 means
+// the file's size, and a file of length 0 cannot be mapped
+// (ERROR_FILE_INVALID); a read-only mapping above the file's size fails
+// with ERROR_NOT_ENOUGH_MEMORY.  A view's offset is a multiple of the allocation
+// granularity of GetSystemInfo, 64 KB, whatever the page size
+// (ERROR_MAPPED_ALIGNMENT otherwise); a view beyond the maximum size, or a
+// write view of a read-only mapping, fails with ERROR_ACCESS_DENIED.  A
+// view keeps its mapping alive until UnmapViewOfFile.
+// The protections PAGE_READONLY and PAGE_READWRITE, ERROR_INVALID_ADDRESS
+// and SIZE_T are those of the memory calls above.
+enum : DWORD {
+    FILE_MAP_WRITE = 0x2,
+    FILE_MAP_READ = 0x4,
+    FILE_MAP_ALL_ACCESS = 0xF001F,
+    ERROR_FILE_INVALID = 1006,
+    ERROR_MAPPED_ALIGNMENT = 1132,
+};
+
+extern "C" {
+HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection,
+                          DWORD maximumSizeHigh, DWORD maximumSizeLow, LPCSTR name);
+LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
+                     SIZE_T bytes);
+// `address` must be what MapViewOfFile returned (ERROR_INVALID_ADDRESS).
+BOOL UnmapViewOfFile(LPCVOID address);
+// Writes the view's changed pages from `address` on, `bytes` of them or to
+// the view's end for 0, to the file and waits for the disk.
+BOOL FlushViewOfFile(LPCVOID address, SIZE_T bytes);
+}
+
+// Copying, moving and folders by name (platform/posix/file_names.cpp).
+// CopyFileA copies the contents, the read-only attribute and the last-write
+// time; onto a full disk it fails with ERROR_DISK_FULL and removes the part
+// it wrote.  With failIfExists an existing destination gives
+// ERROR_FILE_EXISTS.  MoveFileA never replaces a file (ERROR_ALREADY_EXISTS);
+// across file systems it copies and then removes the source, for files
+// only (ERROR_NOT_SAME_DEVICE for a folder).  CreateDirectoryA gives
+// ERROR_ALREADY_EXISTS for any existing name and ERROR_PATH_NOT_FOUND when
+// the parent is missing or is not a folder.
+extern "C" {
+BOOL CopyFileA(LPCSTR existing, LPCSTR newName, BOOL failIfExists);
+BOOL MoveFileA(LPCSTR existing, LPCSTR newName);
+BOOL CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES security);
+// Replaces `newName` by `existing` in one step (MOVEFILE_REPLACE_EXISTING),
+// and with MOVEFILE_WRITE_THROUGH returns only when the change is on disk.
+// Within one file system only: ERROR_NOT_SAME_DEVICE otherwise.
+BOOL MoveFileExA(LPCSTR existing, LPCSTR newName, DWORD flags);
+}
+enum : DWORD {
+    MOVEFILE_REPLACE_EXISTING = 0x1,
+    MOVEFILE_WRITE_THROUGH = 0x8,
+};
+
+// Drives and volumes (platform/posix/volumes.cpp), answered from the drive
+// table of paths.h: a letter with a folder is a fixed drive whose root is
+// that folder, and any other is no drive (DRIVE_NO_ROOT_DIR).  Free and
+// total space come from statvfs, in clusters of the file system's block
+// size and sectors of 512 bytes, each count cut at 2^32 - 1.  The volume
+// label is kept in the file ".windows-label" in the drive's folder, where
+// wine keeps it too; no such file is an empty label.  The serial number is
+// the low word of the file system id, the longest name its name limit, and
+// the flags say the names keep their case and are searched with it (and
+// FILE_READ_ONLY_VOLUME for a file system mounted read-only).  A root
+// names a drive as "X:\"; the device "\\.\X:" of CreateFileA exists only on
+// Windows, and DeviceIoControl here answers the media query for a file
+// handle with one record of FixedMedia, the nearest truth.
+enum : UINT {
+    DRIVE_UNKNOWN = 0,
+    DRIVE_NO_ROOT_DIR = 1,
+    DRIVE_REMOVABLE = 2,
+    DRIVE_FIXED = 3,
+    DRIVE_REMOTE = 4,
+    DRIVE_CDROM = 5,
+    DRIVE_RAMDISK = 6,
+};
+enum : DWORD {
+    FILE_CASE_SENSITIVE_SEARCH = 0x1,
+    FILE_CASE_PRESERVED_NAMES = 0x2,
+    FILE_VOLUME_IS_COMPRESSED = 0x8000,
+    FILE_READ_ONLY_VOLUME = 0x80000,
+    IOCTL_DISK_GET_MEDIA_TYPES = 0x70C00,
+    ERROR_NOT_READY = 21,
+    ERROR_LABEL_TOO_LONG = 154,
+    ERROR_MORE_DATA = 234,
+};
+enum MEDIA_TYPE { Unknown = 0, F5_1Pt2_512 = 1, RemovableMedia = 11, FixedMedia = 12 };
+struct DISK_GEOMETRY {
+    LARGE_INTEGER Cylinders;
+    MEDIA_TYPE MediaType;
+    DWORD TracksPerCylinder;
+    DWORD SectorsPerTrack;
+    DWORD BytesPerSector;
+};
+
+extern "C" {
+DWORD GetLogicalDrives(void);
+UINT GetDriveTypeA(LPCSTR root);
+BOOL GetVolumeInformationA(LPCSTR root, LPSTR volumeName, DWORD volumeNameSize, LPDWORD serial,
+                           LPDWORD maximumComponentLength, LPDWORD fileSystemFlags,
+                           LPSTR fileSystemName, DWORD fileSystemNameSize);
+// A null or empty label removes it; more than 32 characters fail with
+// ERROR_LABEL_TOO_LONG.
+BOOL SetVolumeLabelA(LPCSTR root, LPCSTR label);
+BOOL GetDiskFreeSpaceA(LPCSTR root, LPDWORD sectorsPerCluster, LPDWORD bytesPerSector,
+                       LPDWORD freeClusters, LPDWORD totalClusters);
+BOOL DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inSize, LPVOID out,
+                     DWORD outSize, LPDWORD returned, LPOVERLAPPED overlapped);
+}
+
+// Message boxes (platform/posix/dialogs.cpp).  There is no screen: a box
+// shows nothing and returns the answer that the application set with
+// SetMessageBoxAnswer (platform/application.h), by default the box's
+// default button.  GetWindowTextA (messages.cpp) reads the name a window
+// was created with.
+enum : UINT {
+    MB_OK = 0x0,
+    MB_OKCANCEL = 0x1,
+    MB_ABORTRETRYIGNORE = 0x2,
+    MB_YESNOCANCEL = 0x3,
+    MB_YESNO = 0x4,
+    MB_RETRYCANCEL = 0x5,
+    MB_CANCELTRYCONTINUE = 0x6,
+    MB_TYPEMASK = 0xF,
+    MB_DEFBUTTON1 = 0x0,
+    MB_DEFBUTTON2 = 0x100,
+    MB_DEFBUTTON3 = 0x200,
+    MB_DEFMASK = 0xF00,
+    MB_TASKMODAL = 0x2000,
+    MB_SETFOREGROUND = 0x10000,
+    MB_TOPMOST = 0x40000,
+};
+enum : int {
+    IDOK = 1,
+    IDCANCEL = 2,
+    IDABORT = 3,
+    IDRETRY = 4,
+    IDIGNORE = 5,
+    IDYES = 6,
+    IDNO = 7,
+    IDTRYAGAIN = 10,
+    IDCONTINUE = 11,
+};
+
+extern "C" {
+int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
+int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
 }
 
 // Directory listing (platform/posix/find.cpp).  FindFirstFileA takes a

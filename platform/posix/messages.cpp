@@ -41,7 +41,9 @@
 //   classes.  CreateWindowExA makes only message-only windows: the parent
 //   must be HWND_MESSAGE and the class name is not looked at beyond being
 //   non-null.  Any other request fails with ERROR_CANNOT_FIND_WND_CLASS,
-//   as a request for a class that was never registered does.
+//   as a request for a class that was never registered does.  A window
+//   keeps the name it was created with, which GetWindowTextA reads (cut to
+//   the buffer, zero-ended); there is no SetWindowTextA.
 // - Windows refuses to post, across threads, the system messages below
 //   WM_USER that carry pointers (ERROR_MESSAGE_SYNC_ONLY); nothing is
 //   refused here.  Posting to HWND_BROADCAST fails here as posting to any
@@ -72,6 +74,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <unordered_map>
 
 namespace {
@@ -90,10 +93,15 @@ struct Queue {
     std::condition_variable arrived;
 };
 
+struct Window {
+    DWORD owner;       // the creating thread
+    std::string text;  // the window name given to CreateWindowExA
+};
+
 struct Registry {
     std::mutex lock;
     std::unordered_map<DWORD, std::unique_ptr<Queue>> queues;  // by owning thread
-    std::unordered_map<uintptr_t, DWORD> windows;              // handle, owning thread
+    std::unordered_map<uintptr_t, Window> windows;             // by handle
     uintptr_t nextWindow = kFirstWindow;
 };
 
@@ -117,7 +125,7 @@ QueueReaper::~QueueReaper() {
     Registry &registry = TheRegistry();
     std::lock_guard<std::mutex> hold(registry.lock);
     for (auto it = registry.windows.begin(); it != registry.windows.end();)
-        it = it->second == thread ? registry.windows.erase(it) : std::next(it);
+        it = it->second.owner == thread ? registry.windows.erase(it) : std::next(it);
     registry.queues.erase(thread);
     ownQueue = nullptr;
     threadEnding = true;
@@ -223,7 +231,7 @@ BOOL PostMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
         SetLastError(ERROR_INVALID_WINDOW_HANDLE);
         return FALSE;
     }
-    return Post(FindQueue(registry, it->second), window, message, wParam, lParam);
+    return Post(FindQueue(registry, it->second.owner), window, message, wParam, lParam);
 }
 
 BOOL PeekMessageA(LPMSG msg, HWND window, UINT first, UINT last, UINT remove) {
@@ -264,7 +272,7 @@ void PostQuitMessage(int exitCode) {
     }
 }
 
-HWND CreateWindowExA(DWORD, LPCSTR className, LPCSTR, DWORD, int, int, int, int, HWND parent,
+HWND CreateWindowExA(DWORD, LPCSTR className, LPCSTR windowName, DWORD, int, int, int, int, HWND parent,
                      HMENU, HINSTANCE, LPVOID) {
     if (className == nullptr || parent != HWND_MESSAGE) {
         SetLastError(ERROR_CANNOT_FIND_WND_CLASS);
@@ -281,7 +289,7 @@ HWND CreateWindowExA(DWORD, LPCSTR className, LPCSTR, DWORD, int, int, int, int,
     while (registry.windows.count(handle) != 0)
         handle = NextWindow(handle);
     registry.nextWindow = NextWindow(handle);
-    registry.windows.emplace(handle, queue->owner);
+    registry.windows.emplace(handle, Window{queue->owner, windowName ? windowName : ""});
     return reinterpret_cast<HWND>(handle);
 }
 
@@ -293,11 +301,11 @@ BOOL DestroyWindow(HWND window) {
         SetLastError(ERROR_INVALID_WINDOW_HANDLE);
         return FALSE;
     }
-    if (it->second != GetCurrentThreadId()) {
+    if (it->second.owner != GetCurrentThreadId()) {
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;
     }
-    Queue *queue = FindQueue(registry, it->second);
+    Queue *queue = FindQueue(registry, it->second.owner);
     registry.windows.erase(it);
     if (queue != nullptr) {
         std::deque<MSG> &posted = queue->posted;
@@ -312,4 +320,23 @@ BOOL IsWindow(HWND window) {
     Registry &registry = TheRegistry();
     std::lock_guard<std::mutex> hold(registry.lock);
     return registry.windows.count(Handle(window)) != 0;
+}
+
+int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax) {
+    Registry &registry = TheRegistry();
+    std::lock_guard<std::mutex> hold(registry.lock);
+    auto it = registry.windows.find(Handle(window));
+    if (it == registry.windows.end()) {
+        SetLastError(ERROR_INVALID_WINDOW_HANDLE);
+        if (buffer != nullptr && bufferMax > 0)
+            buffer[0] = '\0';
+        return 0;
+    }
+    if (buffer == nullptr || bufferMax <= 0)
+        return 0;
+    const std::string &text = it->second.text;
+    const size_t count = std::min(text.size(), static_cast<size_t>(bufferMax - 1));
+    text.copy(buffer, count);
+    buffer[count] = '\0';
+    return static_cast<int>(count);
 }

@@ -108,6 +108,13 @@ char *MakeFolderEntry(const char *folder) {
 }  // namespace
 
 bool NativePath(const char *name, char *path, size_t size) {
+    // The device namespace ("\\.\X:", "\\.\PhysicalDrive0") has no
+    // folder: such a device does not exist here.
+    if ((name[0] == '\\' || name[0] == '/') && (name[1] == '\\' || name[1] == '/') && name[2] == '.' &&
+        (name[3] == '\\' || name[3] == '/')) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return false;
+    }
     size_t used = 0;
     if (IsLetter(name[0]) && name[1] == ':') {
         DrivesLock lock;

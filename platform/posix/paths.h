@@ -20,6 +20,9 @@
 //   missing drive does on Windows.
 // - A name without a drive is left as it is: absolute, or relative to the
 //   current directory.
+// - A name in the device namespace, "\\.\" and a device ("\\.\C:"),
+//   fails with ERROR_FILE_NOT_FOUND: there are no such devices here, and
+//   the name must not turn into a file "/./C:" that a create would make.
 //
 // The other way, DriveLetterName gives the Windows form of an absolute
 // native path, for the calls that report names (GetCurrentDirectoryA,

@@ -1,6 +1,7 @@
 #include "file_test_support.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 
 #include <atomic>
 #include <chrono>
@@ -147,4 +148,12 @@ FileHolder::~FileHolder() {
         return;
     WriteWholeFile(stopName, "stop");
     Reap(process);
+}
+
+std::string SmallDisk() {
+    const char *disk = getenv("CVZ_TEST_FULL_DISK");
+    if (!disk || !*disk)
+        return std::string();
+    const std::string name = LibraryName(disk);
+    return File::Exist(FileName((name + "\\mounted").c_str())) ? name : std::string();
 }

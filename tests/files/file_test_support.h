@@ -97,4 +97,9 @@ private:
     bool holding;
 };
 
+// The small disk of the FullDisk fixture, in drive-letter form, or an
+// empty text when none is mounted (no CVZ_TEST_FULL_DISK, or a folder
+// without the fixture's marker file "mounted").
+std::string SmallDisk();
+
 #endif
