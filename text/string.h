@@ -245,22 +245,26 @@ public:
     static void operator delete(void *block, QX_Heap &heap);
 
     // Ordering under the calling thread's comparison mode (see CaseSensitive).
-    friend bool operator==(const String &a, const String &b) { return Compare(a.text, b.text) == 0; }
+    friend bool operator==(const String &a, const String &b) {
+        return a.text == b.text || (!DifferFirst(a.text, b.text) && Order(a, b) == 0);
+    }
     friend bool operator==(const String &a, const char *b) { return Compare(a.text, b) == 0; }
     friend bool operator==(const char *a, const String &b) { return Compare(a, b.text) == 0; }
-    friend bool operator!=(const String &a, const String &b) { return Compare(a.text, b.text) != 0; }
+    friend bool operator!=(const String &a, const String &b) {
+        return a.text != b.text && (DifferFirst(a.text, b.text) || Order(a, b) != 0);
+    }
     friend bool operator!=(const String &a, const char *b) { return Compare(a.text, b) != 0; }
     friend bool operator!=(const char *a, const String &b) { return Compare(a, b.text) != 0; }
-    friend bool operator<(const String &a, const String &b) { return Compare(a.text, b.text) < 0; }
+    friend bool operator<(const String &a, const String &b) { return Order(a, b) < 0; }
     friend bool operator<(const String &a, const char *b) { return Compare(a.text, b) < 0; }
     friend bool operator<(const char *a, const String &b) { return Compare(a, b.text) < 0; }
-    friend bool operator<=(const String &a, const String &b) { return Compare(a.text, b.text) <= 0; }
+    friend bool operator<=(const String &a, const String &b) { return Order(a, b) <= 0; }
     friend bool operator<=(const String &a, const char *b) { return Compare(a.text, b) <= 0; }
     friend bool operator<=(const char *a, const String &b) { return Compare(a, b.text) <= 0; }
-    friend bool operator>(const String &a, const String &b) { return Compare(a.text, b.text) > 0; }
+    friend bool operator>(const String &a, const String &b) { return Order(a, b) > 0; }
     friend bool operator>(const String &a, const char *b) { return Compare(a.text, b) > 0; }
     friend bool operator>(const char *a, const String &b) { return Compare(a, b.text) > 0; }
-    friend bool operator>=(const String &a, const String &b) { return Compare(a.text, b.text) >= 0; }
+    friend bool operator>=(const String &a, const String &b) { return Order(a, b) >= 0; }
     friend bool operator>=(const String &a, const char *b) { return Compare(a.text, b) >= 0; }
     friend bool operator>=(const char *a, const String &b) { return Compare(a, b.text) >= 0; }
 
@@ -360,6 +364,17 @@ protected:
     // The one comparison that reads the thread's mode: with mode 0 the result
     // of _stricmp, else a bytewise comparison giving -1, 0 or 1.
     static int Compare(const char *a, const char *b);
+    // Compare(a.c_str(), b.c_str()) in sign, faster: knowing both lengths,
+    // it compares a block of characters at a time.
+    static int Order(const String &a, const String &b);
+    // True when two texts differ in their first characters in both modes:
+    // ASCII characters that differ also with the capitals folded.  (Bytes
+    // from 0x80 up may fold by the program's locale, so they decide nothing
+    // here.)
+    static bool DifferFirst(const char *a, const char *b) {
+        const unsigned x = static_cast<unsigned char>(*a), y = static_cast<unsigned char>(*b);
+        return (x | y) < 0x80 && (x - 'A' < 26u ? x | 0x20 : x) != (y - 'A' < 26u ? y | 0x20 : y);
+    }
 
     // The text read as strtol and strtoul read it on a platform where long
     // is 32 bits wide: out-of-range values saturate.
