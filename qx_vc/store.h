@@ -16,6 +16,7 @@
 #define QX_VC_STORE_H
 
 #include <stddef.h>
+#include <stdlib.h>
 
 #include <atomic>
 
@@ -29,6 +30,24 @@ extern std::atomic<void (*)(void *block)> release;
 // The bytes usable at `block`, at least its size; 0 when the store cannot
 // tell.
 extern std::atomic<size_t (*)(void *block)> usableSize;
+
+// The C runtime's allocator, in the store's terms: the store of builds
+// without another, and the fallback of one that cannot be had.
+inline void *RuntimeAllocate(size_t size) {
+    return malloc(size);
+}
+
+inline void *RuntimeResize(void *block, size_t size) {
+    return realloc(block, size);
+}
+
+inline void RuntimeRelease(void *block) {
+    free(block);
+}
+
+inline size_t RuntimeUsableSize(void *) {
+    return 0;
+}
 
 inline void *Allocate(size_t size) {
     return allocate.load(std::memory_order_relaxed)(size);

@@ -19,29 +19,12 @@
 // practice only allocate meets it); when the library cannot be loaded, the
 // C runtime's allocator serves instead, for the life of the process.
 #include <dlfcn.h>
-#include <stdlib.h>
 
 #include <mutex>
 
 #include "store.h"
 
 namespace {
-
-void *RuntimeAllocate(size_t size) {
-    return malloc(size);
-}
-
-void *RuntimeResize(void *block, size_t size) {
-    return realloc(block, size);
-}
-
-void RuntimeRelease(void *block) {
-    free(block);
-}
-
-size_t RuntimeUsableSize(void *) {
-    return 0;
-}
 
 // The function `name` of the library, as a pointer of the store's type:
 // mi_malloc, mi_realloc, mi_free and mi_usable_size take and give what
@@ -55,18 +38,18 @@ bool Find(void *library, const char *name, Function *&function) {
 void Choose() {
     static std::once_flag chosen;
     std::call_once(chosen, [] {
-        void *(*allocate)(size_t) = RuntimeAllocate;
-        void *(*resize)(void *, size_t) = RuntimeResize;
-        void (*release)(void *) = RuntimeRelease;
-        size_t (*usableSize)(void *) = RuntimeUsableSize;
+        void *(*allocate)(size_t);
+        void *(*resize)(void *, size_t);
+        void (*release)(void *);
+        size_t (*usableSize)(void *);
         // The library, once loaded, stays for the life of the process.
         void *library = dlopen(QX_MIMALLOC_SONAME, RTLD_NOW | RTLD_LOCAL);
         if (!library || !Find(library, "mi_malloc", allocate) || !Find(library, "mi_realloc", resize) ||
             !Find(library, "mi_free", release) || !Find(library, "mi_usable_size", usableSize)) {
-            allocate = RuntimeAllocate;
-            resize = RuntimeResize;
-            release = RuntimeRelease;
-            usableSize = RuntimeUsableSize;
+            allocate = qx_store::RuntimeAllocate;
+            resize = qx_store::RuntimeResize;
+            release = qx_store::RuntimeRelease;
+            usableSize = qx_store::RuntimeUsableSize;
         }
         qx_store::resize.store(resize, std::memory_order_relaxed);
         qx_store::release.store(release, std::memory_order_relaxed);
