@@ -133,7 +133,7 @@ public:
         Node *node = first;
         for (int32_t i = 0; i < n; ++i, node = node->next)
             nodes[i] = node;
-        SortIn(nodes, nodes + n, n, inOrder);
+        SortRange(nodes, nodes + n, n, false, inOrder);
         Node *prev = nullptr;
         for (int32_t i = 0; i < n; ++i) {
             if (i + kAhead < n)
@@ -168,29 +168,22 @@ private:
     // How many places ahead the array sort fetches the nodes it will reach.
     static constexpr int32_t kAhead = 8;
 
-    // Sorts the `n` (at least 1) nodes at `a` in place, with `scratch` room
-    // for as many.
+    // Sorts the `n` (at least 1) nodes at `a`, leaving them sorted at `b`
+    // when `intoB` is set, else at `a`; the other array of `n` is scratch.
     template <class InOrder>
-    static void SortIn(Node **a, Node **scratch, int32_t n, InOrder &inOrder) {
-        if (n == 1)
-            return;
-        const int32_t half = n / 2;
-        SortTo(a, scratch, half, inOrder);
-        SortTo(a + half, scratch + half, n - half, inOrder);
-        MergeTo(scratch, half, scratch + half, n - half, a, inOrder);
-    }
-
-    // Sorts the `n` nodes at `a` into `out`, using `a` as scratch.
-    template <class InOrder>
-    static void SortTo(Node **a, Node **out, int32_t n, InOrder &inOrder) {
+    static void SortRange(Node **a, Node **b, int32_t n, bool intoB, InOrder &inOrder) {
         if (n == 1) {
-            out[0] = a[0];
+            if (intoB)
+                b[0] = a[0];
             return;
         }
         const int32_t half = n / 2;
-        SortIn(a, out, half, inOrder);
-        SortIn(a + half, out + half, n - half, inOrder);
-        MergeTo(a, half, a + half, n - half, out, inOrder);
+        SortRange(a, b, half, !intoB, inOrder);
+        SortRange(a + half, b + half, n - half, !intoB, inOrder);
+        if (intoB)
+            MergeTo(a, half, a + half, n - half, b, inOrder);
+        else
+            MergeTo(b, half, b + half, n - half, a, inOrder);
     }
 
     // Merges the sorted runs `a` and `b` into `out`, a node of `a` first
