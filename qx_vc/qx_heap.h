@@ -108,7 +108,7 @@ private:
     // ReAlloc's inline part: grows `block` to `size` where its capacity
     // allows, counting the bytes in the calling thread's slot, and gives
     // true; false leaves everything to ReAllocBlock.
-    bool GrowInPlace(void *block, uint32_t size);
+    inline bool GrowInPlace(void *block, uint32_t size);
     // ReAlloc's out-of-line part: every other case.
     void *ReAllocBlock(void *block, uint32_t size);
 
