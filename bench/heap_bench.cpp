@@ -9,11 +9,22 @@
 //    the slack takes the two blocks past its trim threshold (128 KB), so each
 //    iteration also gives the heap's top back to the system and faults it in
 //    again; MALLOC_TRIM_THRESHOLD_=268435456 shows the case without that.
+//  - Churn: 65,536 steps over a ring of 4,096 live blocks of 16 to 256
+//    bytes, each step freeing the oldest block and making one in its place,
+//    on one thread and on two at once (each with a ring of its own), against
+//    malloc and free and, when mimalloc is installed, mi_malloc and mi_free.
+//    mimalloc is reached through dlopen with its symbols kept local: linked
+//    into the program, its malloc would replace the C runtime's peer.
 #include "CommonVcZq/qx_vc/qx_heap.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
+#include <vector>
+
+#if defined(CVZ_MIMALLOC_SONAME)
+#include <dlfcn.h>
+#endif
 
 namespace {
 
@@ -137,8 +148,80 @@ void ReallocGrowTwo(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations() * 2 * (kGrowTo / step));
 }
 
+// The churn's steps: the size of each new block, the same for every run.
+constexpr int kRing = 4096;
+constexpr int kSteps = 65536;
+
+const std::vector<uint32_t> &ChurnSizes() {
+    static const std::vector<uint32_t> sizes = [] {
+        std::vector<uint32_t> v(kSteps + kRing);
+        uint32_t x = 12345;
+        for (auto &size : v) {
+            x = x * 1103515245u + 12345u;
+            size = 16 + (x >> 8) % 241;
+        }
+        return v;
+    }();
+    return sizes;
+}
+
+template <class Alloc, class Free>
+void Churn(benchmark::State &state, Alloc alloc, Free release) {
+    const std::vector<uint32_t> &sizes = ChurnSizes();
+    std::vector<void *> ring(kRing);
+    for (int i = 0; i < kRing; ++i)
+        ring[i] = alloc(sizes[kSteps + i]);
+    for (auto _ : state) {
+        for (int step = 0; step < kSteps; ++step) {
+            void *&slot = ring[step & (kRing - 1)];
+            release(slot);
+            slot = alloc(sizes[step]);
+        }
+        benchmark::DoNotOptimize(ring.data());
+    }
+    for (void *block : ring)
+        release(block);
+    state.SetItemsProcessed(state.iterations() * kSteps);
+}
+
+void QxChurn(benchmark::State &state) {
+    QX_Heap &heap = QX_Heap::GetDefault();
+    Churn(state, [&heap](uint32_t size) { return heap.Alloc(size); }, [](void *block) { QX_Heap::FreeMem(block); });
+}
+
+void MallocChurn(benchmark::State &state) {
+    Churn(state, [](uint32_t size) { return std::malloc(size); }, [](void *block) { std::free(block); });
+}
+
+#if defined(CVZ_MIMALLOC_SONAME)
+struct MiMalloc {
+    void *(*malloc)(size_t) = nullptr;
+    void (*free)(void *) = nullptr;
+    MiMalloc() {
+        if (void *library = dlopen(CVZ_MIMALLOC_SONAME, RTLD_NOW | RTLD_LOCAL)) {
+            malloc = reinterpret_cast<void *(*)(size_t)>(dlsym(library, "mi_malloc"));
+            free = reinterpret_cast<void (*)(void *)>(dlsym(library, "mi_free"));
+        }
+    }
+};
+
+void MiMallocChurn(benchmark::State &state) {
+    static const MiMalloc mi;
+    if (!mi.malloc || !mi.free) {
+        state.SkipWithError("mimalloc cannot be loaded");
+        return;
+    }
+    Churn(state, [](uint32_t size) { return mi.malloc(size); }, [](void *block) { mi.free(block); });
+}
+#endif
+
 }  // namespace
 
+BENCHMARK(QxChurn)->ThreadRange(1, 2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(MallocChurn)->ThreadRange(1, 2)->Unit(benchmark::kMicrosecond);
+#if defined(CVZ_MIMALLOC_SONAME)
+BENCHMARK(MiMallocChurn)->ThreadRange(1, 2)->Unit(benchmark::kMicrosecond);
+#endif
 BENCHMARK(QxAllocFree)->Arg(16)->Arg(64)->Arg(256)->ThreadRange(1, 2);
 BENCHMARK(MallocFree)->Arg(16)->Arg(64)->Arg(256)->ThreadRange(1, 2);
 BENCHMARK(QxAllocFreeMixed);

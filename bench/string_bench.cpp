@@ -1,10 +1,11 @@
 // String against std::string: copy, assignment, appending, finding,
-// joining and trimming.
+// joining, trimming and comparing.
 // Each case runs on both in the same process, so their times can be set
 // side by side.
 #include <benchmark/benchmark.h>
 
 #include <string.h>
+#include <strings.h>
 
 #include <string>
 
@@ -93,6 +94,31 @@ void AppendLoop_StdString(benchmark::State &state) {
 }
 BENCHMARK(AppendLoop_StdString)->Arg(64)->Arg(4096);
 
+// Appending one character at a time, a million times.
+constexpr int kChars = 1000000;
+
+void AppendChar_String(benchmark::State &state) {
+    for (auto _ : state) {
+        String s;
+        for (int i = 0; i < kChars; ++i)
+            s += 'x';
+        benchmark::DoNotOptimize(s.c_str());
+    }
+    state.SetItemsProcessed(state.iterations() * kChars);
+}
+BENCHMARK(AppendChar_String)->Unit(benchmark::kMicrosecond);
+
+void AppendChar_StdString(benchmark::State &state) {
+    for (auto _ : state) {
+        std::string s;
+        for (int i = 0; i < kChars; ++i)
+            s += 'x';
+        benchmark::DoNotOptimize(s.data());
+    }
+    state.SetItemsProcessed(state.iterations() * kChars);
+}
+BENCHMARK(AppendChar_StdString)->Unit(benchmark::kMicrosecond);
+
 // Finding a word near the end of a text of about 4 KB.
 std::string MakeHaystack() {
     std::string text;
@@ -177,19 +203,100 @@ void Trim_StdString(benchmark::State &state) {
 }
 BENCHMARK(Trim_StdString);
 
-void Compare_String(benchmark::State &state) {
-    String a(kText), b(kText);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(a == b);
-}
-BENCHMARK(Compare_String);
+// Comparisons of two texts, with the argument naming the pair: 0 equal,
+// 1 different in the last character, 2 different in the first, 3 one a
+// prefix of the other (different lengths), 4 different lengths and first
+// characters.  Each pair is compared for equality and for order, bytewise
+// and (the _IgnoringCase cases, against strcasecmp) ignoring case.
+const char *const kPairs[][2] = {
+    {kText, kText},
+    {kText, "The quick brown fox jumps over the lazy dog, again and again and again!"},
+    {kText, "the quick brown fox jumps over the lazy dog, again and again and again."},
+    {kText, "The quick brown fox jumps over the lazy dog, again and again and again. And more."},
+    {kText, "A quick brown fox"},
+};
+// The second text of each pair in other case, for the case-blind runs.
+const char *const kOtherCase[] = {
+    "THE QUICK BROWN FOX JUMPS OVER THE LAZY DOG, AGAIN AND AGAIN AND AGAIN.",
+    "THE QUICK BROWN FOX JUMPS OVER THE LAZY DOG, AGAIN AND AGAIN AND AGAIN!",
+    "xHE QUICK BROWN FOX JUMPS OVER THE LAZY DOG, AGAIN AND AGAIN AND AGAIN.",
+    "THE QUICK BROWN FOX JUMPS OVER THE LAZY DOG, AGAIN AND AGAIN AND AGAIN. AND MORE.",
+    "A QUICK BROWN FOX",
+};
 
-void Compare_StdString(benchmark::State &state) {
-    std::string a(kText), b(kText);
-    for (auto _ : state)
+void Equal_String(benchmark::State &state) {
+    String a(kPairs[state.range(0)][0]), b(kPairs[state.range(0)][1]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
         benchmark::DoNotOptimize(a == b);
+    }
 }
-BENCHMARK(Compare_StdString);
+BENCHMARK(Equal_String)->DenseRange(0, 4);
+
+void Equal_StdString(benchmark::State &state) {
+    std::string a(kPairs[state.range(0)][0]), b(kPairs[state.range(0)][1]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a == b);
+    }
+}
+BENCHMARK(Equal_StdString)->DenseRange(0, 4);
+
+void Less_String(benchmark::State &state) {
+    String a(kPairs[state.range(0)][0]), b(kPairs[state.range(0)][1]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a < b);
+    }
+}
+BENCHMARK(Less_String)->DenseRange(0, 4);
+
+void Less_StdString(benchmark::State &state) {
+    std::string a(kPairs[state.range(0)][0]), b(kPairs[state.range(0)][1]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a < b);
+    }
+}
+BENCHMARK(Less_StdString)->DenseRange(0, 4);
+
+void EqualIgnoringCase_String(benchmark::State &state) {
+    CaseSensitive mode(0);
+    String a(kPairs[state.range(0)][0]), b(kOtherCase[state.range(0)]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a == b);
+    }
+}
+BENCHMARK(EqualIgnoringCase_String)->DenseRange(0, 4);
+
+void EqualIgnoringCase_StdString(benchmark::State &state) {
+    std::string a(kPairs[state.range(0)][0]), b(kOtherCase[state.range(0)]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a.size() == b.size() && strcasecmp(a.c_str(), b.c_str()) == 0);
+    }
+}
+BENCHMARK(EqualIgnoringCase_StdString)->DenseRange(0, 4);
+
+void LessIgnoringCase_String(benchmark::State &state) {
+    CaseSensitive mode(0);
+    String a(kPairs[state.range(0)][0]), b(kOtherCase[state.range(0)]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(a < b);
+    }
+}
+BENCHMARK(LessIgnoringCase_String)->DenseRange(0, 4);
+
+void LessIgnoringCase_StdString(benchmark::State &state) {
+    std::string a(kPairs[state.range(0)][0]), b(kOtherCase[state.range(0)]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(strcasecmp(a.c_str(), b.c_str()) < 0);
+    }
+}
+BENCHMARK(LessIgnoringCase_StdString)->DenseRange(0, 4);
 
 }  // namespace
 

@@ -1,23 +1,27 @@
-// QX_Heap: blocks from the C runtime's allocator, each behind a small header
-// that ties it to its heap.
+// QX_Heap: blocks from the backing store (store.h), each behind a small
+// header that ties it to its heap.
 //
 // Layout of a block:
 //
-//     [ BlockHeader: heap, size, capacity ][ size bytes ... slack ]
-//     ^ what malloc returned               ^ what the caller gets
+//     [ QX_BlockHeader: heap, size, capacity ][ size bytes ... slack ]
+//     ^ what the store returned               ^ what the caller gets
 //
 // The header takes exactly the strictest fundamental alignment, so the
-// caller's bytes keep the alignment that malloc gives (16 bytes on 64-bit
+// caller's bytes keep the alignment that the store gives (16 bytes on 64-bit
 // targets).  `size` is what the caller last asked for; `capacity` is how many
-// bytes behind the header are really there.  A plain Alloc gets no slack; a
-// block that ReAlloc or ExpandBy grows past its capacity gets half as much
-// again, so that growing a block a few bytes at a time costs a realloc only
-// now and then, and amortised constant time per byte.  Asking for a smaller
-// size gives the slack back.
+// bytes behind the header are known to be there.  A plain Alloc records no
+// slack.  A block that ReAlloc or ExpandBy grows past its capacity first
+// asks the store how much room it really has (a store rounds sizes up to its
+// own classes); only when that is too little is it resized, with half as
+// much again, so that growing a block a few bytes at a time costs a resize
+// only now and then, and amortised constant time per byte.  Asking for a
+// smaller size gives the slack back.
 //
-// There is no lock: malloc, realloc and free are safe from any thread, a
-// block is changed only by its owner, and each heap's counts are kept in
-// per-thread slots (see the class) that cost a plain load and store.
+// There is no lock: the store is safe from any thread, a block is changed
+// only by its owner, and each heap's counts are kept in per-thread slots (see
+// the class) that cost a plain load and store.  Growth within the capacity
+// is ReAlloc's inline part in the header, which finds the thread's slot
+// through the exported qxThreadPair.
 #include "CommonVcZq/qx_vc/qx_heap.h"
 
 #include <cassert>
@@ -26,13 +30,19 @@
 #include <cstring>
 #include <new>
 
+#include "store.h"
+
+#if defined(__ELF__)
+__thread int32_t qxThreadPair __attribute__((tls_model("initial-exec"))) = -1;
+#else
+namespace {
+thread_local int32_t qxThreadPair = -1;
+}
+#endif
+
 namespace {
 
-struct alignas(std::max_align_t) BlockHeader {
-    QX_Heap *heap;
-    uint32_t size;
-    uint32_t capacity;
-};
+typedef QX_BlockHeader BlockHeader;
 
 constexpr uint32_t kHeaderSize = sizeof(BlockHeader);
 static_assert(kHeaderSize % alignof(std::max_align_t) == 0, "the header keeps the block aligned");
@@ -54,7 +64,7 @@ inline void *BlockOf(BlockHeader *header) {
 inline BlockHeader *NewBlock(uint64_t size) {
     if (size > kMaxSize)
         return nullptr;
-    return static_cast<BlockHeader *>(std::malloc(kHeaderSize + static_cast<size_t>(size)));
+    return static_cast<BlockHeader *>(qx_store::Allocate(kHeaderSize + static_cast<size_t>(size)));
 }
 
 // Null when the size is refused or memory is exhausted; the old block is
@@ -62,7 +72,7 @@ inline BlockHeader *NewBlock(uint64_t size) {
 inline BlockHeader *ResizeBlock(BlockHeader *header, uint64_t capacity) {
     if (capacity > kMaxSize)
         return nullptr;
-    return static_cast<BlockHeader *>(std::realloc(header, kHeaderSize + static_cast<size_t>(capacity)));
+    return static_cast<BlockHeader *>(qx_store::Resize(header, kHeaderSize + static_cast<size_t>(capacity)));
 }
 
 // The capacity for a block of `capacity` bytes that must hold `size`: half
@@ -78,7 +88,17 @@ inline uint64_t GrownCapacity(uint32_t capacity, uint64_t size) {
     return grown < kMaxSize ? grown : kMaxSize;
 }
 
-// What operator new does when malloc fails: run the installed new handler,
+// The capacity the store really gives `header`'s block, at least the one
+// recorded.
+inline uint32_t KnownCapacity(BlockHeader *header) {
+    size_t usable = qx_store::UsableSize(header);
+    if (usable <= kHeaderSize + header->capacity)
+        return header->capacity;
+    usable -= kHeaderSize;
+    return usable < kMaxSize ? static_cast<uint32_t>(usable) : kMaxSize;
+}
+
+// What operator new does when the store fails: run the installed new handler,
 // which may free memory or throw, and let the caller try again; with no
 // handler installed, throw std::bad_alloc.
 void WaitForMemory() {
@@ -94,28 +114,29 @@ void WaitForMemory() {
 // process-wide bit set, and gives it back when it ends; the number picks the
 // same slot in every heap.  Since a slot has one writer at a time, it is
 // changed with a relaxed load and store; the bit set's release and acquire
-// hand its last values on to the next thread that claims the number.
+// hand its last values on to the next thread that claims the number.  The
+// thread keeps the index of its slot's pair in qxThreadPair, with the two
+// values below for a thread without a slot of its own.
 
 constexpr int kSlots = 64;
 constexpr int kUnclaimed = -1;  // the thread has not counted yet
 constexpr int kShared = -2;     // all numbers taken, or the thread is ending
 
 std::atomic<uint64_t> claimedSlots{0};
-// The slot is read at every allocation.  On ELF systems the initial-exec
-// model makes that one load from the thread pointer instead of a call into
-// the dynamic linker; the module is a dependency of its users, loaded with
-// the program, so its thread-local word has a place in the static block.
-#if defined(__ELF__)
-__attribute__((tls_model("initial-exec")))
-#endif
-thread_local int threadSlot = kUnclaimed;
+
+// Slots of neighbouring numbers lie 128 bytes apart (two cache lines, which
+// processors commonly fetch together): the first eight threads that count
+// do not share lines.  The mapping is its own inverse.
+inline int PairOf(int slot) {
+    return (slot % 8) * 8 + slot / 8;
+}
 
 struct SlotRelease {
     ~SlotRelease() {
-        int slot = threadSlot;
+        int slot = PairOf(qxThreadPair);
         // What the thread frees after this point, from later destructors, is
         // counted in the shared slot.
-        threadSlot = kShared;
+        qxThreadPair = kShared;
         claimedSlots.fetch_and(~(uint64_t(1) << slot), std::memory_order_release);
     }
 };
@@ -134,37 +155,31 @@ void ReleaseSlotAtThreadEnd() {
 }
 
 // Once a thread: kept out of line, away from the counting fast path.
+// Returns the pair index, or kShared.
 [[gnu::noinline, gnu::cold]] int ClaimSlot() {
     uint64_t claimed = claimedSlots.load(std::memory_order_relaxed);
     for (;;) {
         if (claimed == ~uint64_t(0))
-            return threadSlot = kShared;
+            return qxThreadPair = kShared;
         int slot = 0;
         while (claimed >> slot & 1)
             ++slot;
         if (claimedSlots.compare_exchange_weak(claimed, claimed | uint64_t(1) << slot,
                                                std::memory_order_acquire, std::memory_order_relaxed)) {
             ReleaseSlotAtThreadEnd();
-            return threadSlot = slot;
+            return qxThreadPair = PairOf(slot);
         }
     }
-}
-
-// Slots of neighbouring numbers lie 128 bytes apart (two cache lines, which
-// processors commonly fetch together): the first eight threads that count
-// do not share lines.
-inline int PairOf(int slot) {
-    return (slot % 8) * 8 + slot / 8;
 }
 
 // Adds to the calling thread's slot of a heap's `counts`; the changes wrap,
 // so a negative change is passed as its two's complement.
 inline void Count(std::atomic<uint64_t> *counts, uint64_t blocks, uint64_t bytes) {
-    int slot = threadSlot;
-    if (slot == kUnclaimed)
-        slot = ClaimSlot();
-    if (slot >= 0) {
-        std::atomic<uint64_t> *pair = counts + 2 * PairOf(slot);
+    int pairIndex = qxThreadPair;
+    if (pairIndex == kUnclaimed)
+        pairIndex = ClaimSlot();
+    if (pairIndex >= 0) {
+        std::atomic<uint64_t> *pair = counts + 2 * pairIndex;
         if (blocks)
             pair[0].store(pair[0].load(std::memory_order_relaxed) + blocks, std::memory_order_relaxed);
         pair[1].store(pair[1].load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
@@ -193,6 +208,8 @@ uint64_t Total(const std::atomic<uint64_t> *counts, int half) {
 void *Resize(std::atomic<uint64_t> *counts, void *block, uint64_t size) {
     BlockHeader *header = HeaderOf(block);
     uint32_t oldSize = header->size;
+    if (size > header->capacity)
+        header->capacity = KnownCapacity(header);  // the store may have rounded the block up
 
     if (size <= header->capacity) {
         if (size < oldSize) {
@@ -282,8 +299,7 @@ void *QX_Heap::AllocMem(uint32_t size) {
 
 // ReAlloc and ExpandBy count a change on the heap that made the block, where
 // FreeMem will take it off again.
-void *QX_Heap::ReAlloc(void *block, uint32_t size, int flag) {
-    (void)flag;  // reserved
+void *QX_Heap::ReAllocBlock(void *block, uint32_t size) {
     if (!block)
         return Alloc(size);
     assert(HeaderOf(block)->heap == this && "ReAlloc on a block of another heap");
@@ -303,7 +319,7 @@ void QX_Heap::FreeMem(void *block) {
         return;
     BlockHeader *header = HeaderOf(block);
     Count(header->heap->counts, ~uint64_t(0), 0 - uint64_t(header->size));
-    std::free(header);
+    qx_store::Release(header);
 }
 
 QX_Heap &QX_Heap::GetDefault() {

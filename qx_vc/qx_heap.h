@@ -22,6 +22,7 @@
 #ifndef QX_VC_QX_HEAP_H
 #define QX_VC_QX_HEAP_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <atomic>
@@ -35,6 +36,19 @@
 #else
 #  define QX_API __attribute__((visibility("default")))
 #endif
+
+class QX_Heap;
+
+// In front of every block: the heap that made it, the size it was last
+// given, and the bytes known to be there behind the header (at least
+// `size`).  The header takes exactly the strictest fundamental alignment, so
+// the caller's bytes keep the alignment of the store beneath.  Internal to
+// the module and to ReAlloc's inline part.
+struct alignas(max_align_t) QX_BlockHeader {
+    QX_Heap *heap;
+    uint32_t size;
+    uint32_t capacity;
+};
 
 class QX_API QX_Heap {
 public:
@@ -55,7 +69,12 @@ public:
 
     // The block at the new size, possibly moved, contents kept up to the
     // smaller of the two sizes.  Never null.  A null block acts as Alloc.
-    void *ReAlloc(void *block, uint32_t size, int flag = 0);
+    // Growth within the room the block already has costs a few
+    // instructions inline, with no call.
+    void *ReAlloc(void *block, uint32_t size, int flag = 0) {
+        (void)flag;  // reserved
+        return GrowInPlace(block, size) ? block : ReAllocBlock(block, size);
+    }
 
     // As ReAlloc, with the block grown by `extra` bytes.
     void *ExpandBy(void *block, uint32_t extra, int flag = 0);
@@ -82,6 +101,17 @@ public:
     static void SetEndObserver(EndObserver observer);
 
 private:
+    static QX_BlockHeader *HeaderOf(const void *block) {
+        return const_cast<QX_BlockHeader *>(static_cast<const QX_BlockHeader *>(block)) - 1;
+    }
+
+    // ReAlloc's inline part: grows `block` to `size` where its capacity
+    // allows, counting the bytes in the calling thread's slot, and gives
+    // true; false leaves everything to ReAllocBlock.
+    inline bool GrowInPlace(void *block, uint32_t size);
+    // ReAlloc's out-of-line part: every other case.
+    void *ReAllocBlock(void *block, uint32_t size);
+
     // Live blocks and bytes, counted per thread so that counting costs no
     // locked instruction: a thread that allocates takes one of 64 slots for
     // as long as it runs, and it alone writes to that slot in every heap.
@@ -94,6 +124,35 @@ private:
     // The name is copied, and cut to fit with its ending zero.
     char name[40];
 };
+
+#if defined(__ELF__)
+// The calling thread's pair of counts in every heap's `counts`, or below 0
+// while the thread has none of its own (before it first counts, and when it
+// shares the spare pair).  Exported so that ReAlloc's inline part can count;
+// the initial-exec model makes reading it one load from the thread pointer,
+// which holds as the module is loaded with the program that uses it.
+extern QX_API __thread int32_t qxThreadPair __attribute__((tls_model("initial-exec")));
+
+inline bool QX_Heap::GrowInPlace(void *block, uint32_t size) {
+    if (!block)
+        return false;
+    QX_BlockHeader *header = HeaderOf(block);
+    const uint32_t oldSize = header->size;
+    const int32_t pair = qxThreadPair;
+    if (pair < 0 || size > header->capacity || size < oldSize)
+        return false;
+    std::atomic<uint64_t> &bytes = header->heap->counts[2 * pair + 1];
+    bytes.store(bytes.load(std::memory_order_relaxed) + (size - oldSize), std::memory_order_relaxed);
+    header->size = size;
+    return true;
+}
+#else
+// Without a thread-local word that other modules can read cheaply, growth
+// is counted out of line.
+inline bool QX_Heap::GrowInPlace(void *, uint32_t) {
+    return false;
+}
+#endif
 
 // Runs the installed new handler once; when it returns, the caller goes on.
 // The library calls it after a platform allocation failed.

@@ -24,6 +24,10 @@
 
 #include <type_traits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "frame/globals.h"
 #include "text/globals.h"
 #include "platform/win32.h"
@@ -376,6 +380,88 @@ void String::operator delete(void *block, QX_Heap &) {
 }
 
 // ------------------------------------------------------------- comparison
+
+namespace {
+
+// How two texts are compared: characters as they are, or with the ASCII
+// capitals folded to small letters, as _stricmp does in the C locale.
+struct AsIs {
+    static unsigned char Fold(unsigned char c) { return c; }
+#if defined(__SSE2__)
+    static __m128i Fold(__m128i v) { return v; }
+#endif
+};
+
+struct IgnoringCase {
+    static unsigned char Fold(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+#if defined(__SSE2__)
+    // Bytes from 0x80 up are negative to the signed comparisons, so they
+    // never count as capitals.
+    static __m128i Fold(__m128i v) {
+        const __m128i capital =
+            _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('A' - 1)), _mm_cmplt_epi8(v, _mm_set1_epi8('Z' + 1)));
+        return _mm_or_si128(v, _mm_and_si128(capital, _mm_set1_epi8(0x20)));
+    }
+#endif
+};
+
+// The first place below `limit` where the folded characters of `a` and `b`
+// differ or `a` has a zero; `limit` when there is none.  It reads exactly
+// the first `limit` bytes of both, 16 at a time where it can: the last block
+// is taken flush with the limit, over bytes already seen to hold no stop.
+template <class Folding>
+size_t FirstStop(const char *a, const char *b, size_t limit) {
+    size_t i = 0;
+#if defined(__SSE2__)
+    if (limit >= 16) {
+        auto stops = [a, b](size_t at) {
+            const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + at));
+            const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + at));
+            const unsigned differ = ~static_cast<unsigned>(_mm_movemask_epi8(
+                                        _mm_cmpeq_epi8(Folding::Fold(x), Folding::Fold(y)))) & 0xFFFFu;
+            return differ | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, _mm_setzero_si128())));
+        };
+        for (; i + 16 <= limit; i += 16)
+            if (unsigned found = stops(i))
+                return i + static_cast<size_t>(__builtin_ctz(found));
+        if (i < limit)
+            if (unsigned found = stops(limit - 16))
+                return limit - 16 + static_cast<size_t>(__builtin_ctz(found));
+        return limit;
+    }
+#endif
+    for (; i < limit; ++i) {
+        const unsigned char c = static_cast<unsigned char>(a[i]);
+        if (c == 0 || Folding::Fold(c) != Folding::Fold(static_cast<unsigned char>(b[i])))
+            return i;
+    }
+    return limit;
+}
+
+}  // namespace
+
+int String::Order(const String &a, const String &b) {
+    // Both texts end with a zero at their length, so the shorter one's zero
+    // stops the scan within its length plus one: the bytes read are text.
+    // Characters behind a zero inside a text are never reached, as with the
+    // runtime's functions.
+    const uint32_t aLength = a.GetLength(), bLength = b.GetLength();
+    const size_t limit = size_t(aLength < bLength ? aLength : bLength) + 1;
+    const unsigned char *x = reinterpret_cast<const unsigned char *>(a.text);
+    const unsigned char *y = reinterpret_cast<const unsigned char *>(b.text);
+    if (GetThreadState().caseMode == 0) {
+        const size_t at = FirstStop<IgnoringCase>(a.text, b.text, limit);
+        // Where a byte from 0x80 up decides, the runtime's _stricmp answers:
+        // its case for those bytes may follow the program's locale.
+        if (at == limit || (x[at] | y[at]) >= 0x80)
+            return _stricmp(a.text, b.text);
+        return IgnoringCase::Fold(x[at]) - IgnoringCase::Fold(y[at]);
+    }
+    const size_t at = FirstStop<AsIs>(a.text, b.text, limit);
+    if (at == limit)
+        return Compare(a.text, b.text);
+    return (x[at] > y[at]) - (x[at] < y[at]);
+}
 
 int String::Compare(const char *a, const char *b) {
     if (GetThreadState().caseMode == 0)

@@ -23,6 +23,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include <type_traits>
 
@@ -172,8 +173,8 @@ public:
     String &Append(const char *s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
     String &Append(char c, uint32_t n = 1) { return Insert(0xFFFFFFFFu, c, n); }
     String &operator+=(const String &s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
-    String &operator+=(const char *s) { return Insert(0xFFFFFFFFu, s, 0xFFFFFFFFu); }
-    String &operator+=(char c) { return Insert(0xFFFFFFFFu, c, 1); }
+    String &operator+=(const char *s) { return AppendText(s, static_cast<uint32_t>(strlen(s))); }
+    String &operator+=(char c) { return AppendText(&c, 1); }
     String &Prepend(const String &s, uint32_t n = 0xFFFFFFFFu) { return Insert(0, s, n); }
     String &Prepend(const char *s, uint32_t n = 0xFFFFFFFFu) { return Insert(0, s, n); }
     String &Prepend(char c, uint32_t n = 1) { return Insert(0, c, n); }
@@ -244,22 +245,26 @@ public:
     static void operator delete(void *block, QX_Heap &heap);
 
     // Ordering under the calling thread's comparison mode (see CaseSensitive).
-    friend bool operator==(const String &a, const String &b) { return Compare(a.text, b.text) == 0; }
+    friend bool operator==(const String &a, const String &b) {
+        return a.text == b.text || (!DifferFirst(a.text, b.text) && Order(a, b) == 0);
+    }
     friend bool operator==(const String &a, const char *b) { return Compare(a.text, b) == 0; }
     friend bool operator==(const char *a, const String &b) { return Compare(a, b.text) == 0; }
-    friend bool operator!=(const String &a, const String &b) { return Compare(a.text, b.text) != 0; }
+    friend bool operator!=(const String &a, const String &b) {
+        return a.text != b.text && (DifferFirst(a.text, b.text) || Order(a, b) != 0);
+    }
     friend bool operator!=(const String &a, const char *b) { return Compare(a.text, b) != 0; }
     friend bool operator!=(const char *a, const String &b) { return Compare(a, b.text) != 0; }
-    friend bool operator<(const String &a, const String &b) { return Compare(a.text, b.text) < 0; }
+    friend bool operator<(const String &a, const String &b) { return Order(a, b) < 0; }
     friend bool operator<(const String &a, const char *b) { return Compare(a.text, b) < 0; }
     friend bool operator<(const char *a, const String &b) { return Compare(a, b.text) < 0; }
-    friend bool operator<=(const String &a, const String &b) { return Compare(a.text, b.text) <= 0; }
+    friend bool operator<=(const String &a, const String &b) { return Order(a, b) <= 0; }
     friend bool operator<=(const String &a, const char *b) { return Compare(a.text, b) <= 0; }
     friend bool operator<=(const char *a, const String &b) { return Compare(a, b.text) <= 0; }
-    friend bool operator>(const String &a, const String &b) { return Compare(a.text, b.text) > 0; }
+    friend bool operator>(const String &a, const String &b) { return Order(a, b) > 0; }
     friend bool operator>(const String &a, const char *b) { return Compare(a.text, b) > 0; }
     friend bool operator>(const char *a, const String &b) { return Compare(a, b.text) > 0; }
-    friend bool operator>=(const String &a, const String &b) { return Compare(a.text, b.text) >= 0; }
+    friend bool operator>=(const String &a, const String &b) { return Order(a, b) >= 0; }
     friend bool operator>=(const String &a, const char *b) { return Compare(a.text, b) >= 0; }
     friend bool operator>=(const char *a, const String &b) { return Compare(a, b.text) >= 0; }
 
@@ -359,6 +364,17 @@ protected:
     // The one comparison that reads the thread's mode: with mode 0 the result
     // of _stricmp, else a bytewise comparison giving -1, 0 or 1.
     static int Compare(const char *a, const char *b);
+    // Compare(a.c_str(), b.c_str()) in sign, faster: knowing both lengths,
+    // it compares a block of characters at a time.
+    static int Order(const String &a, const String &b);
+    // True when two texts differ in their first characters in both modes:
+    // ASCII characters that differ also with the capitals folded.  (Bytes
+    // from 0x80 up may fold by the program's locale, so they decide nothing
+    // here.)
+    static bool DifferFirst(const char *a, const char *b) {
+        const unsigned x = static_cast<unsigned char>(*a), y = static_cast<unsigned char>(*b);
+        return (x | y) < 0x80 && (x - 'A' < 26u ? x | 0x20 : x) != (y - 'A' < 26u ? y | 0x20 : y);
+    }
 
     // The text read as strtol and strtoul read it on a platform where long
     // is 32 bits wide: out-of-range values saturate.
@@ -396,6 +412,28 @@ private:
     // Opens a gap of `n` characters at `pos` in a private body grown as
     // needed; returns the start of the gap.
     char *OpenGap(uint32_t pos, uint32_t n);
+    // Appends the `n` characters at `s`, which must not lie in this
+    // string's body, as Insert does: inline for the usual case of a sole
+    // owner, where the heap's ReAlloc grows the block within its room inline
+    // too, so that appending a character at a time costs no call at all
+    // until the block must move.  Everything else goes to AppendOutOfLine.
+    String &AppendText(const char *s, uint32_t n) {
+        StringRef *body = GetStringRef();
+        if (body->refCount != 1 || !body->heap)
+            return AppendOutOfLine(s, n);
+        const uint32_t length = body->length, newLength = length + n;
+        if (body->bufferSize <= newLength) {
+            text = nullptr;  // a failed allocation leaves a destructible object
+            body = static_cast<StringRef *>(body->heap->ReAlloc(body, sizeof(StringRef) + newLength + 1, 0));
+            body->bufferSize = newLength + 1;
+            text = body->GetText();
+        }
+        memcpy(text + length, s, n);
+        text[newLength] = 0;
+        body->length = newLength;
+        return *this;
+    }
+    String &AppendOutOfLine(const char *s, uint32_t n);
 
     // A new body holding `a` then `b`; a length not given is that of the
     // text up to its zero.

@@ -172,7 +172,10 @@ char *String::OpenGap(uint32_t pos, uint32_t n) {
         body->bufferSize = newLength + 1;
         text = body->GetText();
     }
-    memmove(text + pos + n, text + pos, length - pos + 1);
+    if (pos == length)
+        text[newLength] = 0;
+    else
+        memmove(text + pos + n, text + pos, length - pos + 1);
     body->length = newLength;
     return text + pos;
 }
@@ -198,6 +201,12 @@ String &String::Insert(uint32_t pos, const String &s, uint32_t n) {
 String &String::Insert(uint32_t pos, char c, uint32_t n) {
     if (n)
         memset(OpenGap(pos, n), c, n);
+    return *this;
+}
+
+String &String::AppendOutOfLine(const char *s, uint32_t n) {
+    if (n)
+        memcpy(OpenGap(kAllOnes, n), s, n);
     return *this;
 }
 

@@ -102,6 +102,42 @@ TEST(QxHeap, StepwiseGrowthMovesRarely) {
     }
 }
 
+// Random growth and shrinking of a few blocks, most of it within the room a
+// block has (ReAlloc's inline part) and some past it (the store resizes):
+// sizes, contents and the heap's counts stay exact throughout.
+TEST(QxHeap, GrowthInPlaceAndByMovingCountAlike) {
+    QX_Heap heap(1, "Random growth");
+    constexpr int kBlocks = 16;
+    void *blocks[kBlocks] = {};
+    uint32_t sizes[kBlocks] = {};
+    uint32_t seed = 1;
+    auto next = [&seed](uint32_t bound) {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 8) % bound;
+    };
+    for (int step = 0; step < 50000; ++step) {
+        const int k = static_cast<int>(next(kBlocks));
+        const uint32_t grow = next(8) ? next(4) : next(3000);  // mostly a few bytes
+        uint32_t size = sizes[k] + grow;
+        if (next(20) == 0)
+            size = next(sizes[k] + 1);  // now and then smaller
+        blocks[k] = size < sizes[k] || next(2) ? heap.ReAlloc(blocks[k], size) : heap.ExpandBy(blocks[k], size - sizes[k]);
+        if (size > sizes[k])
+            Fill(blocks[k], sizes[k], size, k);
+        sizes[k] = size;
+        ASSERT_EQ(size, QX_Heap::GetBlockSize(blocks[k]));
+        ASSERT_TRUE(Holds(blocks[k], size, k)) << step;
+    }
+    uint64_t bytes = 0;
+    for (uint32_t size : sizes)
+        bytes += size;
+    EXPECT_EQ(bytes, heap.GetByteCount());
+    EXPECT_EQ(uint32_t(kBlocks), heap.GetBlockCount());
+    for (void *block : blocks)
+        QX_Heap::FreeMem(block);
+    EXPECT_EQ(0u, heap.GetBlockCount() + heap.GetByteCount());
+}
+
 // Frees its block as its thread ends, after the heap's own bookkeeping for
 // that thread has ended (when it is built first).  Not on Windows: there the
 // toolchain tears down a thread's thread-local storage before it runs the
