@@ -74,6 +74,10 @@ void CacheBlock::Unlink() {
 FileCacheBuffers::FileCacheBuffers(FileCacheManager *manager, const FileObject *file)
     : heap(&manager->heap), file(file), manager(manager), range(1, 0) {}
 
+uint32_t FileCacheBuffers::GetBlockSize() const {
+    return manager->blockSize;
+}
+
 FileCacheBuffers::~FileCacheBuffers() {
     DropBlocks();
 }

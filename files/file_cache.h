@@ -150,6 +150,9 @@ public:
     FileCacheBuffers(const FileCacheBuffers &) = delete;
     FileCacheBuffers &operator=(const FileCacheBuffers &) = delete;
 
+    // The block size of the manager that holds the record.
+    uint32_t GetBlockSize() const;
+
     static void *operator new(size_t size, QX_Heap &heap) { return heap.Alloc(static_cast<uint32_t>(size)); }
     static void operator delete(void *record, QX_Heap &) { QX_Heap::FreeMem(record); }
     static void operator delete(void *record) { QX_Heap::FreeMem(record); }

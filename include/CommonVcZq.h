@@ -27,6 +27,7 @@
 #include "CommonVcZq/files/file_name.h"
 #include "CommonVcZq/files/file_scanner.h"
 #include "CommonVcZq/files/mapped_file.h"
+#include "CommonVcZq/files/multi_file_buffer.h"
 
 #include "CommonVcZq/config/config.h"
 
