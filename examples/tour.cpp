@@ -243,6 +243,71 @@ static void BlockCache() {
     }
 }
 
+static void WalkingWithPointers() {
+    Stop("Walking a file with a plain pointer, forward and backward, through small windows");
+    FileName name;
+    {
+        File writer(FileName(String::GetCurrentPath()), File::OpenTempName);
+        name = writer.GetName();
+        for (int32_t i = 0; i < 5000; ++i)
+            writer.Write(i);  // 20000 bytes: the numbers 0 to 4999, 4 bytes each
+    }
+    // One channel over the whole file, 4-byte elements.  On a cached file
+    // a window is asked for with half a block, at least a page: 4096 bytes,
+    // and one element more, rounded up to pages: 8192.  Each miss copies
+    // from the block cache, which fills its 4 KB blocks with File::Read.
+    FileCacheManager cache(4, 4096);
+    File file(name, File::OpenRead | File::DeleteOnCloseByFile, cache);
+    MultiFileBuffer buffer(1, 3);
+    ClassicBufferedFile::Register(buffer, 0, file, 0, 0, 1, 4, 4096, 0);
+    int32_t window = -1;
+    int64_t sum = 0;
+    char *p = static_cast<char *>(buffer.GetVirtualPointer(0, 0));
+    for (int32_t i = 0; i < 5000; ++i, p += 4) {
+        // The one check per element: past the window's last element a new
+        // window comes in and the pointer is rewritten.
+        buffer.ValidateVirtualPointer(reinterpret_cast<void **>(&p), 0);
+        const int32_t offset = buffer.VirtualPointerToFileOffset(p, 0);
+        const int32_t start = offset - buffer.GetAvailableBytesBeforeVirtualPointer(p, 0);
+        if (start != window) {
+            window = start;
+            printf("forward:  element %4d at offset %5d, window from %5d, %d bytes\n", i, offset, start,
+                   buffer.GetAvailableBytesFromVirtualPointer(p, 0) + offset - start);
+        }
+        int32_t value;
+        memcpy(&value, p, 4);
+        sum += value;
+    }
+    printf("forward sum: %lld\n", static_cast<long long>(sum));
+    // Backward the element lies before the pointer; a window ends just
+    // past the request.
+    sum = 0;
+    p = static_cast<char *>(buffer.GetVirtualPointerBackward(20000, 0));
+    for (int32_t i = 4999; i >= 0; --i, p -= 4) {
+        buffer.ValidateVirtualPointerBackward(reinterpret_cast<void **>(&p), 0);
+        const int32_t offset = buffer.VirtualPointerToFileOffset(p, 0);
+        const int32_t start = offset - buffer.GetAvailableBytesBeforeVirtualPointer(p, 0);
+        if (start != window) {
+            window = start;
+            printf("backward: element %4d before offset %5d, window from %5d\n", i, offset, start);
+        }
+        int32_t value;
+        memcpy(&value, p - 4, 4);
+        sum += value;
+    }
+    printf("backward sum: %lld\n", static_cast<long long>(sum));
+    // A request past the data fails in the read, and the failure reaches
+    // the walker through ValidateVirtualPointer.
+    ClassicBufferedFile::Register(buffer, 0, file, 0, 40000, 1, 4, 4096, 0);
+    p = static_cast<char *>(buffer.GetVirtualPointer(0, 0)) + 30000;
+    try {
+        buffer.ValidateVirtualPointer(reinterpret_cast<void **>(&p), 0);
+    } catch (const Exception &e) {
+        printf("a window past the end of the data: \"%s\"\n", e.message->c_str());
+    }
+    buffer.StopUsingFile(file);  // before the File goes
+}
+
 static void Settings() {
     Stop("A settings tree in memory, and the text it makes");
     Config settings("Tour");
@@ -449,6 +514,7 @@ int main() {
     FileNames();
     Files();
     BlockCache();
+    WalkingWithPointers();
     Settings();
     SettingsFilesAndWholeFiles();
     Scanning();
