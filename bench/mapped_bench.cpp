@@ -13,35 +13,16 @@
 #include <unistd.h>
 
 #include <string>
-#include <vector>
 
 #include "CommonVcZq/files/mapped_file.h"
+#include "random_file.h"
 
 namespace {
 
 constexpr size_t kSize = size_t{256} << 20;
 
 const std::string &DataFile() {
-    static const std::string path = [] {
-        const std::string file = "/tmp/cvz_bench_mapped.bin";
-        struct stat st;
-        if (stat(file.c_str(), &st) != 0 || static_cast<size_t>(st.st_size) != kSize) {
-            FILE *f = fopen(file.c_str(), "wb");
-            std::vector<uint64_t> chunk(1 << 16);
-            uint64_t x = 88172645463325252ull;
-            for (size_t written = 0; written < kSize; written += chunk.size() * sizeof chunk[0]) {
-                for (uint64_t &word : chunk) {
-                    x ^= x << 13;
-                    x ^= x >> 7;
-                    x ^= x << 17;
-                    word = x;
-                }
-                fwrite(chunk.data(), sizeof chunk[0], chunk.size(), f);
-            }
-            fclose(f);
-        }
-        return file;
-    }();
+    static const std::string path = MakeRandomFile("/tmp/cvz_bench_mapped.bin", kSize);
     return path;
 }
 

@@ -23,6 +23,7 @@
 
 #include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/files/multi_file_buffer.h"
+#include "random_file.h"
 
 namespace {
 
@@ -30,26 +31,7 @@ constexpr int32_t kSize = int32_t{256} << 20;
 constexpr int32_t kWindow = 1 << 20;
 
 const std::string &DataFile() {
-    static const std::string path = [] {
-        const std::string file = "/tmp/cvz_bench_multibuffer.bin";
-        struct stat st;
-        if (stat(file.c_str(), &st) != 0 || st.st_size != kSize) {
-            FILE *f = fopen(file.c_str(), "wb");
-            std::vector<uint64_t> chunk(1 << 16);
-            uint64_t x = 88172645463325252ull;
-            for (int32_t written = 0; written < kSize; written += int32_t(chunk.size() * sizeof chunk[0])) {
-                for (uint64_t &word : chunk) {
-                    x ^= x << 13;
-                    x ^= x >> 7;
-                    x ^= x << 17;
-                    word = x;
-                }
-                fwrite(chunk.data(), sizeof chunk[0], chunk.size(), f);
-            }
-            fclose(f);
-        }
-        return file;
-    }();
+    static const std::string path = MakeRandomFile("/tmp/cvz_bench_multibuffer.bin", size_t(kSize));
     return path;
 }
 
@@ -95,22 +77,12 @@ void Walk_MappedChannel(benchmark::State &state) {
     Finish(state);
 }
 
-void Walk_PlainChannel(benchmark::State &state) {
-    const FileName name = LibraryName();
-    for (auto _ : state) {
-        File file(name, File::OpenRead);
-        MultiFileBuffer buffer(1, 3);
-        ClassicBufferedFile::Register(buffer, 0, file, 0, 0, 1, 8, kWindow, 0);
-        benchmark::DoNotOptimize(WalkChannel(buffer, int(state.range(0))));
-    }
-    Finish(state);
-}
-
-void Walk_PlainChannelCached(benchmark::State &state) {
+// The plain channel; with a pool of 64 blocks of 64 KB when `cached`.
+void WalkPlain(benchmark::State &state, int cached) {
     const FileName name = LibraryName();
     FileCacheManager manager(64, 65536);
     for (auto _ : state) {
-        File file(name, File::OpenRead, manager);
+        File file = cached ? File(name, File::OpenRead, manager) : File(name, File::OpenRead);
         MultiFileBuffer buffer(1, 3);
         ClassicBufferedFile::Register(buffer, 0, file, 0, 0, 1, 8, kWindow, 0);
         benchmark::DoNotOptimize(WalkChannel(buffer, int(state.range(0))));
@@ -118,6 +90,9 @@ void Walk_PlainChannelCached(benchmark::State &state) {
     }
     Finish(state);
 }
+
+void Walk_PlainChannel(benchmark::State &state) { WalkPlain(state, 0); }
+void Walk_PlainChannelCached(benchmark::State &state) { WalkPlain(state, 1); }
 
 void Walk_mmap(benchmark::State &state) {
     const int forward = int(state.range(0));
@@ -170,4 +145,13 @@ BENCHMARK(Walk_PlainChannelCached)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond
 
 }  // namespace
 
-BENCHMARK_MAIN();
+// The data file goes at the end of the run.
+int main(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    remove(DataFile().c_str());
+    return 0;
+}

@@ -362,6 +362,17 @@ void RequestWindow(MultiFileBuffer *owner, MultiFileBuffer::Buffer &b, FileObjec
         complete(owner, &b);
 }
 
+// Register of both kinds: a channel that has the segment already keeps
+// its object, with its buffers and pointers.
+template <class Kind, class FileKind>
+void RegisterSegment(MultiFileBuffer &buffer, int channel, FileKind &file, int32_t start, int32_t size,
+                     int32_t elementsPerUnit, int32_t elementSize, int32_t bufferSize, int writing) {
+    BufferedFile *old = buffer.GetFile(channel);
+    if (old && old->IsSameFile(file, start, size, elementsPerUnit, elementSize, bufferSize, writing))
+        return;
+    buffer.AdoptCurrentFile(new Kind(file, start, size, elementsPerUnit, elementSize, bufferSize, writing), channel);
+}
+
 }  // namespace
 
 ClassicBufferedFile::ClassicBufferedFile(File &file, int32_t start, int32_t size, int32_t elementsPerUnit,
@@ -374,11 +385,8 @@ ClassicBufferedFile::ClassicBufferedFile(File &file, int32_t start, int32_t size
 
 void ClassicBufferedFile::Register(MultiFileBuffer &buffer, int channel, File &file, int32_t start, int32_t size,
                                    int32_t elementsPerUnit, int32_t elementSize, int32_t bufferSize, int writing) {
-    BufferedFile *old = buffer.GetFile(channel);
-    if (old && old->IsSameFile(file, start, size, elementsPerUnit, elementSize, bufferSize, writing))
-        return;
-    buffer.AdoptCurrentFile(
-        new ClassicBufferedFile(file, start, size, elementsPerUnit, elementSize, bufferSize, writing), channel);
+    RegisterSegment<ClassicBufferedFile>(buffer, channel, file, start, size, elementsPerUnit, elementSize,
+                                         bufferSize, writing);
 }
 
 int32_t ClassicBufferedFile::ValidateBufferSize(int32_t size) {
@@ -459,11 +467,8 @@ MappedBufferedFile::MappedBufferedFile(MappedFile &file, int32_t start, int32_t 
 void MappedBufferedFile::Register(MultiFileBuffer &buffer, int channel, MappedFile &file, int32_t start,
                                   int32_t size, int32_t elementsPerUnit, int32_t elementSize, int32_t bufferSize,
                                   int writing) {
-    BufferedFile *old = buffer.GetFile(channel);
-    if (old && old->IsSameFile(file, start, size, elementsPerUnit, elementSize, bufferSize, writing))
-        return;
-    buffer.AdoptCurrentFile(
-        new MappedBufferedFile(file, start, size, elementsPerUnit, elementSize, bufferSize, writing), channel);
+    RegisterSegment<MappedBufferedFile>(buffer, channel, file, start, size, elementsPerUnit, elementSize,
+                                        bufferSize, writing);
 }
 
 int32_t MappedBufferedFile::ValidateBufferSize(int32_t size) {

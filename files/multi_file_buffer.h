@@ -168,6 +168,7 @@ public:
     void SetCommitStatus(int status) { commit = status; }
     int GetCommitStatus() const { return commit; }
     int GetNumChannel() const { return numChannels; }
+    Mode GetMode() const { return mode; }
 
     // Makes `file` the channel's segment, deleting the one before (whose
     // buffers stay in the table).  The channel's window is left as it

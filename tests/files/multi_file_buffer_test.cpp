@@ -298,6 +298,28 @@ TEST_F(MultiFileBufferTest, WritingPastTheEndSetsTheSize) {
     EXPECT_EQ(std::string(500, 'y') + data, ReadWholeFile(name.c_str()));
 }
 
+// A mapped channel writes into the views themselves, window after window,
+// to the end of the mapped file.
+TEST_F(MultiFileBufferTest, MappedWritingGoesIntoTheViews) {
+    const std::string old(400000, 'z'), data = Pattern(300000, 14);
+    const FileName name = MakeFile("mapped-written", old);
+    {
+        MappedFile file(name, File::OpenReadWrite, 0);
+        MultiFileBuffer buffer(1, 0, MultiFileBuffer::ModeWrite);
+        MappedBufferedFile::Register(buffer, 0, file, 100000, 10, 1, 1, 65536, 1);
+        EXPECT_EQ(300000, buffer.GetFile(0)->GetSegmentSize());
+        void *p = buffer.GetVirtualPointer(100000, 0);
+        for (size_t i = 0; i < data.size(); ++i, p = At(p) + 1) {
+            buffer.ValidateVirtualPointer(&p, 0);
+            *At(p) = data[i];
+        }
+        EXPECT_EQ(1, buffer.GetNumBuffers());
+        buffer.ValidateWriting(300000, -1, 0, 0);
+        EXPECT_EQ(0, file.GetViews().GetCount());
+    }
+    EXPECT_EQ(old.substr(0, 100000) + data, ReadWholeFile(name.c_str()));
+}
+
 TEST_F(MultiFileBufferTest, StopUsingFileBeforeARemap) {
     const std::string bytes = Pattern(200000, 10), other = Pattern(70000, 11);
     MappedFile mapped(MakeFile("remapped", bytes), File::OpenReadWrite, 0);
