@@ -124,7 +124,9 @@ public:
     // Back to the state of a new object, without files or buffers in use.
     void Reset();
 
-    // A pointer to the byte at absolute file offset `offset`.
+    // A pointer to the byte at absolute file offset `offset`; null when the
+    // table has no place for the window (a table too small for its
+    // channels: every buffer is some channel's current one).
     void *GetVirtualPointer(int32_t offset, int channel) { return GetVirtualPointer(offset, channel, 1); }
     // The same for a walk towards the start: the window holds the bytes
     // before `offset`.

@@ -166,6 +166,7 @@ TEST_F(MultiFileBufferTest, ChannelsShareBuffersAndWaitForTheirCommit) {
     const std::string bytes = Pattern(100000, 5);
     File file(MakeFile("shared", bytes), File::OpenRead);
     MultiFileBuffer buffer(2, 3);
+    buffer.Flush(0, 0);  // no file yet: nothing happens
     ClassicBufferedFile::Register(buffer, 0, file, 0, 0, 1, 1, 8192, 0);
     ClassicBufferedFile::Register(buffer, 1, file, 0, 0, 1, 1, 8192, 0);
 
