@@ -33,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_files.h"
 #include "CommonVcZq/config/config.h"
 
 #if defined(CVZ_HAVE_QT)
@@ -176,14 +177,6 @@ void Write_Config(benchmark::State &state) {
 }
 BENCHMARK(Write_Config)->Unit(benchmark::kMillisecond);
 
-// The library's name of a native path: drive Z: and backslashes.
-FileName LibraryName(const std::string &path) {
-    std::string name = "Z:" + path;
-    for (char &c : name)
-        if (c == '/')
-            c = '\\';
-    return FileName(name.c_str());
-}
 
 // A file of the data in our format, beside the INI file of the peers.
 const std::string &ConfigFile() {

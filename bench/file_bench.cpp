@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_files.h"
 #include "CommonVcZq/files/file.h"
 
 namespace {
@@ -38,14 +39,6 @@ std::string Folder() {
     return folder && *folder ? folder : "/tmp";
 }
 
-// The library's name of a native path: the root is drive Z:.
-FileName LibraryName(const std::string &path) {
-    std::string name = "Z:" + path;
-    for (char &c : name)
-        if (c == '/')
-            c = '\\';
-    return FileName(name.c_str());
-}
 
 struct Files {
     std::string big = Folder() + "/cvz_bench_big.bin";

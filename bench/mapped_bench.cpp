@@ -15,7 +15,7 @@
 #include <string>
 
 #include "CommonVcZq/files/mapped_file.h"
-#include "random_file.h"
+#include "bench_files.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ uint64_t Walk(const char *start, size_t size) {
 }
 
 void Walk_MappedFile(benchmark::State &state) {
-    const FileName name(("Z:" + DataFile()).c_str());
+    const FileName name = LibraryName(DataFile());
     for (auto _ : state) {
         MappedFile file(name, File::OpenRead);
         benchmark::DoNotOptimize(Walk(file.GetStart(), file.GetSize()));
@@ -63,12 +63,7 @@ BENCHMARK(Walk_mmap)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
+// The data file goes at the end of the run.
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    remove(DataFile().c_str());
-    return 0;
+    return RunBenchmarksThenRemove(argc, argv, DataFile());
 }

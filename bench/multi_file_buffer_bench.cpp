@@ -23,7 +23,7 @@
 
 #include "CommonVcZq/files/file_cache.h"
 #include "CommonVcZq/files/multi_file_buffer.h"
-#include "random_file.h"
+#include "bench_files.h"
 
 namespace {
 
@@ -35,7 +35,6 @@ const std::string &DataFile() {
     return path;
 }
 
-FileName LibraryName() { return FileName(("Z:" + DataFile()).c_str()); }
 
 inline void Step(uint64_t &sum, const void *word) {
     uint64_t w;
@@ -66,7 +65,7 @@ void Finish(benchmark::State &state) {
 }
 
 void Walk_MappedChannel(benchmark::State &state) {
-    const FileName name = LibraryName();
+    const FileName name = LibraryName(DataFile());
     for (auto _ : state) {
         MappedFile file(name, File::OpenRead, 0);
         MultiFileBuffer buffer(1, 3);
@@ -79,7 +78,7 @@ void Walk_MappedChannel(benchmark::State &state) {
 
 // The plain channel; with a pool of 64 blocks of 64 KB when `cached`.
 void WalkPlain(benchmark::State &state, int cached) {
-    const FileName name = LibraryName();
+    const FileName name = LibraryName(DataFile());
     FileCacheManager manager(64, 65536);
     for (auto _ : state) {
         File file = cached ? File(name, File::OpenRead, manager) : File(name, File::OpenRead);
@@ -147,11 +146,5 @@ BENCHMARK(Walk_PlainChannelCached)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond
 
 // The data file goes at the end of the run.
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    remove(DataFile().c_str());
-    return 0;
+    return RunBenchmarksThenRemove(argc, argv, DataFile());
 }
