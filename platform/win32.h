@@ -23,6 +23,7 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <commdlg.h>
 #include <mmsystem.h>
 #include <winioctl.h>
 #include <process.h>
@@ -699,17 +700,6 @@ enum : UINT {
     MB_TASKMODAL = 0x2000,
     MB_SETFOREGROUND = 0x10000,
     MB_TOPMOST = 0x40000,
-};
-enum : int {
-    IDOK = 1,
-    IDCANCEL = 2,
-    IDABORT = 3,
-    IDRETRY = 4,
-    IDIGNORE = 5,
-    IDYES = 6,
-    IDNO = 7,
-    IDTRYAGAIN = 10,
-    IDCONTINUE = 11,
 };
 
 extern "C" {
