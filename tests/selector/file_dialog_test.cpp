@@ -218,6 +218,72 @@ TEST(FileDialog, RecentFoldersNewestFirstOnceWithoutCase) {
     EXPECT_LT(head, next) << stored;
 }
 
+// The jump to a recent folder, driven as a user's pick in the combo box:
+// on CDN_INITDONE the name "x.txt" goes into the name box and the second
+// recent folder is picked; when the dialog has reached it, OK.
+struct Jump {
+    int comboCount = -1;
+    std::string folderText;  // control 502 when the dialog came up
+    std::string target;
+    int pressed = 0;
+};
+Jump jump;
+
+unsigned int JumpingHook(FileSelectorInfo *, HWND dialog, unsigned int message, WPARAM, LPARAM lParam) {
+    if (message != WM_NOTIFY)
+        return 0;
+    HWND frame = GetParent(dialog);
+    const UINT code = reinterpret_cast<NMHDR *>(lParam)->code;
+    if (code == CDN_INITDONE) {
+        ++seen.initDone;
+        HWND combo = GetDlgItem(dialog, 501);
+        jump.comboCount = static_cast<int>(SendMessageA(combo, CB_GETCOUNT, 0, 0));
+        char text[MAX_PATH] = {};
+        GetDlgItemTextA(dialog, 502, text, sizeof text);
+        jump.folderText = text;
+        SetDlgItemTextA(frame, edt1, "x.txt");
+        SendMessageA(combo, CB_SETCURSEL, 1, 0);
+        SendMessageA(dialog, WM_COMMAND, MAKEWPARAM(501, CBN_SELCHANGE), reinterpret_cast<LPARAM>(combo));
+    } else if (code == CDN_FOLDERCHANGE && !jump.pressed) {
+        char folder[MAX_PATH] = {};
+        SendMessageA(frame, CDM_GETFOLDERPATH, sizeof folder, reinterpret_cast<LPARAM>(folder));
+        if (lstrcmpiA(folder, jump.target.c_str()) == 0) {
+            jump.pressed = 1;  // the name comes back by the dialog's own command, queued before this
+            PostMessageA(frame, WM_COMMAND, IDOK, 0);
+        }
+    }
+    return 0;
+}
+
+TEST(FileDialog, TheTemplateShowsRecentFoldersAndJumpsToOne) {
+    if (!HasDisplay())
+        GTEST_SKIP() << "no display for the dialog (run under xvfb-run)";
+    const std::string start = MakeFolder("cvz_dialog_j1", {"x.txt"});
+    jump = Jump();
+    jump.target = MakeFolder("cvz_dialog_j2", {"x.txt"});
+    Config config("Settings");
+    config.MoveDown("RecentPaths");
+    config.SetValue(start.c_str(), "Folder", 0);
+    config.SetValue(jump.target.c_str(), "Folder", 1);
+    config.MoveUp();
+    LoadPrefFileSelection(config);
+
+    ResetSeen();
+    FileSelectorInfo info;
+    info.templateId = 300;
+    info.initialFolder = start.c_str();
+    info.userHook = JumpingHook;
+    EXPECT_NE(UserSelectsFile(info), 0) << info.error;
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(jump.comboCount, 2);
+    EXPECT_EQ(lstrcmpiA(jump.folderText.c_str(), start.c_str()), 0) << jump.folderText;
+    ASSERT_EQ(info.selectedFiles.GetCount(), 1);
+    EXPECT_EQ(lstrcmpiA(info.selectedFiles.GetFirst()->c_str(), (jump.target + "\\x.txt").c_str()), 0)
+        << info.selectedFiles.GetFirst()->c_str();
+    const std::string stored = StoredRecentFolders();
+    EXPECT_LT(stored.find("cvz_dialog_j2"), stored.find("cvz_dialog_j1")) << stored;
+}
+
 #endif
 
 }  // namespace
