@@ -34,8 +34,12 @@ const char kPropertyName[] = "ZqOFN";
 const int kExpandButton = 500;
 const int kRecentFolders = 501;
 const int kFolderText = 502;
-// The dialog's name box (edt1).
+// The dialog's own controls: the name box (edt1), the window of the file
+// list (lst2), and in the template the place of the standard controls
+// (stc32).
 const int kNameBox = 0x480;
+const int kFileList = 0x461;
+const int kStandardControls = 0x45f;
 // The command the dialog posts to itself to put a name back after a jump.
 const int kPutNameBack = 503;
 
@@ -52,7 +56,233 @@ struct FileDialogState {
     HWND hookDialog;      // the hook's own child dialog
     int expanded;         // present expanded state
     int32_t viewStyle;    // present view style
+    int baseWidth;        // the frame's size at its first showing
+    int baseHeight;
+    int viewWidth;        // the size the shell view keeps; 0 before an expansion
+    int viewHeight;
+    int shown;            // 1 after the first WM_SHOWWINDOW
 };
+
+// The previous window procedures of the frame and of the shell view are
+// kept as properties of those windows, so that each finds its own even
+// while the dialog's windows are being destroyed in any order.
+const char kFrameProcName[] = "ZqOFNFrame";
+const char kViewProcName[] = "ZqOFNView";
+const char kListViewClass[] = "SysListView32";
+
+// The message hook of this thread, while a dialog with a template runs.
+thread_local HHOOK messageHook = nullptr;
+
+FileDialogState *StateOf(HWND frame) {
+    OPENFILENAMEA *record = static_cast<OPENFILENAMEA *>(GetPropA(frame, kPropertyName));
+    return record != nullptr ? reinterpret_cast<FileDialogState *>(record->lCustData) : nullptr;
+}
+
+WNDPROC PreviousProc(HWND window, const char *name) {
+    return reinterpret_cast<WNDPROC>(GetPropA(window, name));
+}
+
+// Puts `proc` in as the window procedure of `window`, keeping the old one
+// under `name`.
+void Subclass(HWND window, const char *name, WNDPROC proc) {
+    const LONG_PTR old = SetWindowLongPtrA(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(proc));
+    SetPropA(window, name, reinterpret_cast<void *>(old));
+}
+
+void Unsubclass(HWND window, const char *name) {
+    WNDPROC old = PreviousProc(window, name);
+    if (old == nullptr)
+        return;
+    SetWindowLongPtrA(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(old));
+    RemovePropA(window, name);
+}
+
+int Width(const RECT &r) {
+    return r.right - r.left;
+}
+
+int Height(const RECT &r) {
+    return r.bottom - r.top;
+}
+
+// Centers `window` over `parent`, or over the screen when it is null, and
+// keeps it on the display.
+void CenterDialog(HWND window, HWND parent) {
+    RECT area = {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+    if (parent != nullptr)
+        GetWindowRect(parent, &area);
+    RECT own;
+    GetWindowRect(window, &own);
+    int x = area.left + (Width(area) - Width(own)) / 2;
+    int y = area.top + (Height(area) - Height(own)) / 2;
+    HDC dc = GetDC(window);
+    const int displayWidth = GetDeviceCaps(dc, HORZRES);
+    const int displayHeight = GetDeviceCaps(dc, VERTRES);
+    ReleaseDC(window, dc);
+    if (x < 0)
+        x = 0;
+    else if (x + Width(own) > displayWidth)
+        x = displayWidth - Width(own);
+    if (y < 0)
+        y = 0;
+    else if (y + Height(own) > displayHeight)
+        y = displayHeight - Height(own);
+    SetWindowPos(window, nullptr, x, y, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+}
+
+// What moving the children of an expansion needs.
+struct Expansion {
+    FileDialogState *state;
+    HWND frame;
+    int dx;
+    int dy;
+    RECT view;  // the file list's screen rectangle before the move
+};
+
+// Grows, moves or leaves one child of the frame or of the hook dialog,
+// by where it stands beside the file list.
+BOOL CALLBACK MoveChild(HWND child, LPARAM context) {
+    Expansion &e = *reinterpret_cast<Expansion *>(context);
+    HWND parent = GetParent(child);
+    if (parent != e.frame && parent != e.state->hookDialog)
+        return TRUE;
+    const int id = GetDlgCtrlID(child);
+    RECT r;
+    GetWindowRect(child, &r);
+    const bool isList = parent == e.frame && id == kFileList;
+    if (child == e.state->hookDialog || isList || (parent == e.state->hookDialog && id == kStandardControls)) {
+        r.right += e.dx;
+        r.bottom += e.dy;
+        if (isList) {
+            e.state->viewWidth = Width(r);
+            e.state->viewHeight = Height(r);
+        }
+    } else if (r.left > e.view.right) {
+        OffsetRect(&r, e.dx, 0);
+    } else if (r.top > e.view.bottom) {
+        OffsetRect(&r, e.dx / 2, e.dy);
+    } else if (r.bottom < e.view.top) {
+        OffsetRect(&r, e.dx / 2, 0);
+    } else {
+        return TRUE;
+    }
+    // Into the coordinates of the child's own parent, which for the hook
+    // dialog's controls is the hook dialog.
+    POINT corner = {r.left, r.top};
+    ScreenToClient(parent, &corner);
+    SetWindowPos(child, nullptr, corner.x, corner.y, Width(r), Height(r), SWP_NOZORDER);
+    return TRUE;
+}
+
+// Takes the frame to its expanded size, 60 pixels short of the screen each
+// way, or back to its base size, centered on the screen.
+void ApplyExpandedSize(FileDialogState &state, HWND frame) {
+    HWND view = GetDlgItem(frame, kFileList);
+    if (view == nullptr || GetDlgItem(state.hookDialog, kStandardControls) == nullptr || state.baseWidth == 0)
+        return;
+    const int screenWidth = GetSystemMetrics(SM_CXSCREEN);
+    const int screenHeight = GetSystemMetrics(SM_CYSCREEN);
+    Expansion e = {&state, frame, screenWidth - state.baseWidth - 60, screenHeight - state.baseHeight - 60, {}};
+    if (!state.expanded) {
+        e.dx = -e.dx;
+        e.dy = -e.dy;
+    }
+    GetWindowRect(view, &e.view);
+    EnumChildWindows(frame, MoveChild, reinterpret_cast<LPARAM>(&e));
+    InvalidateRect(frame, nullptr, FALSE);
+    RECT r;
+    GetWindowRect(frame, &r);
+    const int cx = Width(r) + e.dx;
+    const int cy = Height(r) + e.dy;
+    SetWindowPos(frame, nullptr, (screenWidth - cx) / 2, (screenHeight - cy) / 2, cx, cy, SWP_NOZORDER);
+}
+
+// Gives the file list the remembered view style, in its low two bits.
+void ApplyViewStyle(const FileDialogState &state, HWND frame) {
+    HWND list = GetWindow(GetDlgItem(frame, kFileList), GW_CHILD);
+    if (list == nullptr)
+        return;
+    STYLESTRUCT change;
+    change.styleOld = static_cast<DWORD>(GetWindowLongPtrA(list, GWL_STYLE));
+    change.styleNew = (change.styleOld & ~3u) | (static_cast<DWORD>(state.viewStyle) & 3u);
+    if (change.styleNew == change.styleOld)
+        return;
+    SetWindowLongPtrA(list, GWL_STYLE, static_cast<LONG_PTR>(change.styleNew));
+    SendMessageA(list, WM_STYLECHANGING, static_cast<WPARAM>(GWL_STYLE), reinterpret_cast<LPARAM>(&change));
+    SendMessageA(list, WM_STYLECHANGED, static_cast<WPARAM>(GWL_STYLE), reinterpret_cast<LPARAM>(&change));
+}
+
+// The frame, on each showing: the size, view style, icon and OK text.
+LRESULT CALLBACK FileDialogFrameProc(HWND frame, UINT message, WPARAM wParam, LPARAM lParam) {
+    WNDPROC previous = PreviousProc(frame, kFrameProcName);
+    FileDialogState *state = StateOf(frame);
+    if (message == WM_SHOWWINDOW && state != nullptr) {
+        FileSelectorInfo &info = *state->info;
+        if (!state->shown) {
+            state->shown = 1;
+            RECT r;
+            GetWindowRect(frame, &r);
+            state->baseWidth = Width(r);
+            state->baseHeight = Height(r);
+            if (state->viewStyle >= 0)
+                ApplyViewStyle(*state, frame);
+            if (state->expanded)
+                ApplyExpandedSize(*state, frame);
+        }
+        if (info.iconId != 0) {
+            HICON icon = LoadIconA(info.iconInstance, reinterpret_cast<LPCSTR>(static_cast<uintptr_t>(info.iconId & 0xFFFF)));
+            SendMessageA(frame, WM_SETICON, 0, reinterpret_cast<LPARAM>(icon));
+        }
+        const String okText = !info.okText.IsEmpty() ? info.okText
+                              : info.okTextId != 0   ? String(FindString(info.instance, info.okTextId))
+                                                     : String();
+        if (!okText.IsEmpty())
+            SetDlgItemTextA(frame, IDOK, okText.c_str());
+    }
+    return previous != nullptr ? CallWindowProcA(previous, frame, message, wParam, lParam) : 0;
+}
+
+// The shell view keeps the expanded size that the dialog would take from it.
+LRESULT CALLBACK FileDialogViewProc(HWND view, UINT message, WPARAM wParam, LPARAM lParam) {
+    WNDPROC previous = PreviousProc(view, kViewProcName);
+    FileDialogState *state = StateOf(GetParent(view));
+    if (message == WM_SIZE && state != nullptr && state->viewWidth != 0)
+        SetWindowPos(view, nullptr, 0, 0, state->viewWidth, state->viewHeight,
+                     SWP_NOSENDCHANGING | SWP_NOZORDER | SWP_NOMOVE);
+    if (message == WM_DESTROY)
+        Unsubclass(view, kViewProcName);
+    return previous != nullptr ? CallWindowProcA(previous, view, message, wParam, lParam) : 0;
+}
+
+// The state of the dialog whose file list `list` is: its grandparent is
+// the frame.
+FileDialogState *StateOfList(HWND list) {
+    HWND view = GetParent(list);
+    return view != nullptr && GetParent(view) != nullptr ? StateOf(GetParent(view)) : nullptr;
+}
+
+// Watches the thread's windows for the file lists the dialog makes, one
+// for each folder: each one's shell view is subclassed, and a view style
+// that the user picks becomes the dialog's.
+LRESULT CALLBACK FileDialogMessageHook(int code, WPARAM wParam, LPARAM lParam) {
+    if (code >= 0) {
+        const CWPRETSTRUCT &m = *reinterpret_cast<const CWPRETSTRUCT *>(lParam);
+        if (m.message == WM_CREATE) {
+            const CREATESTRUCTA &create = *reinterpret_cast<const CREATESTRUCTA *>(m.lParam);
+            const bool named = (reinterpret_cast<uintptr_t>(create.lpszClass) >> 16) != 0;  // not an atom
+            if (named && lstrcmpiA(create.lpszClass, kListViewClass) == 0 && StateOfList(m.hwnd) != nullptr &&
+                PreviousProc(GetParent(m.hwnd), kViewProcName) == nullptr)
+                Subclass(GetParent(m.hwnd), kViewProcName, FileDialogViewProc);
+        } else if (m.message == WM_STYLECHANGED && static_cast<int>(m.wParam) == GWL_STYLE) {
+            char name[99];
+            FileDialogState *state = StateOfList(m.hwnd);
+            if (GetClassNameA(m.hwnd, name, sizeof name) > 0 && lstrcmpiA(name, kListViewClass) == 0 &&
+                state != nullptr)
+                state->viewStyle = static_cast<int32_t>(GetWindowLongPtrA(m.hwnd, GWL_STYLE) & 3);
+        }
+    }
+    return CallNextHookEx(messageHook, code, wParam, lParam);
+}
 
 unsigned int LowWord(WPARAM value) {
     return static_cast<unsigned int>(value & 0xFFFF);
@@ -160,6 +390,8 @@ void OnNotify(FileDialogState &state, HWND frame, const NMHDR &header) {
                  folder = _recentFolders->GetNext(folder))
                 SendMessageA(combo, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(folder->c_str()));
         }
+        if (state.info->center && !state.expanded)
+            CenterDialog(frame, nullptr);
         ShowFolder(state, frame);
         break;
     }
@@ -210,6 +442,7 @@ void OnCommand(FileDialogState &state, HWND frame, WPARAM wParam) {
     switch (LowWord(wParam)) {
     case kExpandButton:
         state.expanded = !state.expanded;
+        ApplyExpandedSize(state, frame);
         break;
     case kRecentFolders:
         if (HighWord(wParam) == CBN_SELCHANGE)
@@ -227,11 +460,15 @@ void OnCommand(FileDialogState &state, HWND frame, WPARAM wParam) {
 FileDialogState *BeginState(HWND dialog, HWND frame, OPENFILENAMEA *record) {
     FileSelectorInfo *info = reinterpret_cast<FileSelectorInfo *>(record->lCustData);
     FileDialogState *state = new FileDialogState{info, String(), dialog, _fileSelectorExpanded,
-                                                 _fileSelectorViewStyle};
+                                                 _fileSelectorViewStyle, 0, 0, 0, 0, 0};
     record->lCustData = reinterpret_cast<LPARAM>(state);
     SetPropA(frame, kPropertyName, record);
+    if (info->templateId == 0)
+        return state;
+    messageHook = SetWindowsHookExA(WH_CALLWNDPROCRET, FileDialogMessageHook, nullptr, GetCurrentThreadId());
+    Subclass(frame, kFrameProcName, FileDialogFrameProc);
     HWND button = GetDlgItem(dialog, kExpandButton);
-    if (info->templateId != 0 && _fileSelectorExpandBitmap != nullptr && button != nullptr)
+    if (_fileSelectorExpandBitmap != nullptr && button != nullptr)
         SendMessageA(button, BM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(_fileSelectorExpandBitmap));
     return state;
 }
@@ -239,6 +476,11 @@ FileDialogState *BeginState(HWND dialog, HWND frame, OPENFILENAMEA *record) {
 // Ends the state: the settings take the dialog's last expanded state and
 // view style, and the record gets the caller's FileSelectorInfo back.
 void EndState(HWND frame, OPENFILENAMEA *record, FileDialogState *state) {
+    Unsubclass(frame, kFrameProcName);
+    if (messageHook != nullptr) {
+        UnhookWindowsHookEx(messageHook);
+        messageHook = nullptr;
+    }
     RemovePropA(frame, kPropertyName);
     _fileSelectorViewStyle = state->viewStyle;
     _fileSelectorExpanded = state->expanded;

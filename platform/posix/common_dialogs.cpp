@@ -20,9 +20,14 @@
 //
 // The window calls (GetParent, GetDlgItem, SendMessageA, the text and
 // property calls) exist so that a hook's source compiles and links on both
-// systems.  With no dialog there is no window they could act on: each
+// systems; the sizing, subclassing and hook calls of win32.h so that the
+// file selector's one source serves both.  With no dialog there is no window they could act on: each
 // answers as Windows does for a handle that names no window, 0 or null
-// with ERROR_INVALID_WINDOW_HANDLE (1400).  The message-only windows of
+// with ERROR_INVALID_WINDOW_HANDLE (1400); GetSystemMetrics, with no
+// screen to measure, gives 0, as Windows does for an index it lacks, and
+// so does GetDeviceCaps without a device context.  SetWindowsHookExA
+// gives null with ERROR_INVALID_WINDOW_HANDLE too: there are no window
+// messages a hook could watch.  The message-only windows of
 // messages.cpp are no exception: they have no parent, no controls, no text
 // to set and no properties here.
 #include "platform/win32.h"
@@ -102,4 +107,93 @@ BOOL SetPropA(HWND, LPCSTR, void *) {
 
 void *RemovePropA(HWND, LPCSTR) {
     return NoWindow<void *>(nullptr);
+}
+
+LONG_PTR GetWindowLongPtrA(HWND, int) {
+    return NoWindow<LONG_PTR>(0);
+}
+
+LONG_PTR SetWindowLongPtrA(HWND, int, LONG_PTR) {
+    return NoWindow<LONG_PTR>(0);
+}
+
+LRESULT CallWindowProcA(WNDPROC proc, HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    return proc != nullptr ? proc(window, message, wParam, lParam) : 0;
+}
+
+BOOL GetWindowRect(HWND, RECT *) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+BOOL SetWindowPos(HWND, HWND, int, int, int, int, UINT) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+BOOL ScreenToClient(HWND, POINT *) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+BOOL InvalidateRect(HWND, const RECT *, BOOL) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+BOOL OffsetRect(RECT *rect, int dx, int dy) {
+    if (rect == nullptr)
+        return FALSE;
+    rect->left += dx;
+    rect->right += dx;
+    rect->top += dy;
+    rect->bottom += dy;
+    return TRUE;
+}
+
+BOOL EnumChildWindows(HWND, WNDENUMPROC, LPARAM) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+HWND GetWindow(HWND, UINT) {
+    return NoWindow<HWND>(nullptr);
+}
+
+int GetDlgCtrlID(HWND) {
+    return NoWindow<int>(0);
+}
+
+int GetClassNameA(HWND, LPSTR buffer, int bufferMax) {
+    if (buffer != nullptr && bufferMax > 0)
+        buffer[0] = '\0';
+    return NoWindow<int>(0);
+}
+
+int GetSystemMetrics(int) {
+    return 0;
+}
+
+HDC GetDC(HWND) {
+    return NoWindow<HDC>(nullptr);
+}
+
+int ReleaseDC(HWND, HDC) {
+    return 0;
+}
+
+int GetDeviceCaps(HDC, int) {
+    return 0;
+}
+
+HICON LoadIconA(HINSTANCE, LPCSTR) {
+    SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    return nullptr;
+}
+
+HHOOK SetWindowsHookExA(int, HOOKPROC, HINSTANCE, DWORD) {
+    return NoWindow<HHOOK>(nullptr);
+}
+
+BOOL UnhookWindowsHookEx(HHOOK) {
+    return NoWindow<BOOL>(FALSE);
+}
+
+LRESULT CallNextHookEx(HHOOK, int, WPARAM, LPARAM) {
+    return 0;
 }

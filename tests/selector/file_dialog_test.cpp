@@ -284,6 +284,62 @@ TEST(FileDialog, TheTemplateShowsRecentFoldersAndJumpsToOne) {
     EXPECT_LT(stored.find("cvz_dialog_j2"), stored.find("cvz_dialog_j1")) << stored;
 }
 
+// The expand button pressed twice, once the dialog shows: the frame grows
+// to 60 pixels short of the screen, then comes back to its size, centered;
+// the OK button carries the caller's text.
+struct Expand {
+    RECT base = {}, expanded = {}, back = {};
+    std::string okText;
+};
+Expand expand;
+const UINT kMeasure = WM_APP + 1;
+
+unsigned int ExpandingHook(FileSelectorInfo *, HWND dialog, unsigned int message, WPARAM, LPARAM lParam) {
+    HWND frame = GetParent(dialog);
+    if (message == WM_NOTIFY && reinterpret_cast<NMHDR *>(lParam)->code == CDN_INITDONE) {
+        ++seen.initDone;
+        PostMessageA(dialog, kMeasure, 0, 0);  // after the first showing
+    } else if (message == kMeasure) {
+        char text[64] = {};
+        GetDlgItemTextA(frame, IDOK, text, sizeof text);
+        expand.okText = text;
+        GetWindowRect(frame, &expand.base);
+        SendMessageA(dialog, WM_COMMAND, 500, 0);
+        GetWindowRect(frame, &expand.expanded);
+        SendMessageA(dialog, WM_COMMAND, 500, 0);
+        GetWindowRect(frame, &expand.back);
+        PostMessageA(frame, WM_COMMAND, IDCANCEL, 0);
+    }
+    return 0;
+}
+
+TEST(FileDialog, TheExpandButtonPressedTwiceComesBack) {
+    if (!HasDisplay())
+        GTEST_SKIP() << "no display for the dialog (run under xvfb-run)";
+    SetFileSelectionSettings(0, -1);
+    ResetSeen();
+    expand = Expand();
+    FileSelectorInfo info;
+    info.templateId = 300;
+    info.okText = "Take";
+    info.userHook = ExpandingHook;
+    EXPECT_EQ(UserSelectsFile(info), 0);
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(expand.okText, "Take");
+    const int screenWidth = GetSystemMetrics(SM_CXSCREEN), screenHeight = GetSystemMetrics(SM_CYSCREEN);
+    EXPECT_EQ(expand.expanded.right - expand.expanded.left, screenWidth - 60);
+    EXPECT_EQ(expand.expanded.bottom - expand.expanded.top, screenHeight - 60);
+    EXPECT_EQ(expand.expanded.left, 30);
+    const int width = expand.base.right - expand.base.left, height = expand.base.bottom - expand.base.top;
+    EXPECT_EQ(expand.back.right - expand.back.left, width);
+    EXPECT_EQ(expand.back.bottom - expand.back.top, height);
+    EXPECT_EQ(expand.back.left, (screenWidth - width) / 2) << "centered";
+    int expanded = -1;
+    int32_t style = 0;
+    GetFileSelectionSettings(&expanded, &style);
+    EXPECT_EQ(expanded, 0) << "pressed twice";
+}
+
 #endif
 
 }  // namespace
