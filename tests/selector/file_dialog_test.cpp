@@ -18,6 +18,7 @@
 #include <windows.h>
 #include <commdlg.h>
 #include <dlgs.h>
+#include <commctrl.h>
 #endif
 
 namespace {
@@ -286,10 +287,12 @@ TEST(FileDialog, TheTemplateShowsRecentFoldersAndJumpsToOne) {
 
 // The expand button pressed twice, once the dialog shows: the frame grows
 // to 60 pixels short of the screen, then comes back to its size, centered;
-// the OK button carries the caller's text.
+// the OK button carries the caller's text and the file list the
+// remembered view style.
 struct Expand {
     RECT base = {}, expanded = {}, back = {};
     std::string okText;
+    LONG_PTR listStyle = -1;
 };
 Expand expand;
 const UINT kMeasure = WM_APP + 1;
@@ -303,6 +306,9 @@ unsigned int ExpandingHook(FileSelectorInfo *, HWND dialog, unsigned int message
         char text[64] = {};
         GetDlgItemTextA(frame, IDOK, text, sizeof text);
         expand.okText = text;
+        HWND list = GetWindow(GetDlgItem(frame, lst2), GW_CHILD);
+        if (list != nullptr)
+            expand.listStyle = GetWindowLongPtrA(list, GWL_STYLE);
         GetWindowRect(frame, &expand.base);
         SendMessageA(dialog, WM_COMMAND, 500, 0);
         GetWindowRect(frame, &expand.expanded);
@@ -313,10 +319,10 @@ unsigned int ExpandingHook(FileSelectorInfo *, HWND dialog, unsigned int message
     return 0;
 }
 
-TEST(FileDialog, TheExpandButtonPressedTwiceComesBack) {
+TEST(FileDialog, ExpandTwiceOkTextAndViewStyle) {
     if (!HasDisplay())
         GTEST_SKIP() << "no display for the dialog (run under xvfb-run)";
-    SetFileSelectionSettings(0, -1);
+    SetFileSelectionSettings(0, LVS_REPORT);
     ResetSeen();
     expand = Expand();
     FileSelectorInfo info;
@@ -338,6 +344,9 @@ TEST(FileDialog, TheExpandButtonPressedTwiceComesBack) {
     int32_t style = 0;
     GetFileSelectionSettings(&expanded, &style);
     EXPECT_EQ(expanded, 0) << "pressed twice";
+    EXPECT_EQ(expand.listStyle & 3, LVS_REPORT) << "the remembered view style";
+    EXPECT_EQ(style, LVS_REPORT);
+    SetFileSelectionSettings(0, -1);
 }
 
 #endif
