@@ -8,6 +8,20 @@
 // file for the caller's hook, jumps to a recent folder, and then hands
 // every message to the caller's own hook.
 //
+// With a dialog template (the application's, carrying the expand button
+// 500, the recent folders 501, the folder text 502 and the place of the
+// standard controls 0x45f) the frame is subclassed, to size the dialog,
+// set the file list's view style, the icon and the OK text when it shows;
+// and a message hook on the thread subclasses each shell view the dialog
+// makes, so that an expanded view keeps its size, and notes the view style
+// the user picks, which the next dialog starts with.
+//
+// Two things differ from the plain recipe.  The previous window
+// procedures are kept as properties of their windows rather than in the
+// state, because the frame, the shell view and the hook dialog are
+// destroyed in an order of the platform's choosing.  WM_NEXTDLGCTL goes to
+// the frame, the dialog that moves the focus, not to the name box.
+//
 // The state is found from any message through a property of the dialog's
 // frame, "ZqOFN", whose value is the OPENFILENAMEA record; while the dialog
 // runs, the record's lCustData holds the state, and the caller's record
