@@ -505,6 +505,20 @@ static void Failures() {
     }
 }
 
+static void ChoosingAFile() {
+    Stop("The file dialog: the user's choice, or why there is none");
+    FileSelectorInfo info;
+    info.title = "Pick any file for the tour";
+    info.filter = "All files|*.*";
+    if (UserSelectsFile(info))
+        printf("chosen: %s in %s\n", info.selectedFiles.GetFirst()->c_str(), info.selectedFolder.c_str());
+    else if (info.error != 0)
+        printf("no dialog could open here (error %u): no display, or no file chooser; going on\n",
+               static_cast<unsigned>(info.error));
+    else
+        printf("nothing chosen\n");
+}
+
 int main() {
     printf("CommonVcZq tour\n");
     Strings();
@@ -520,6 +534,7 @@ int main() {
     Scanning();
     UndoAndRedo();
     Failures();
+    ChoosingAFile();
     fflush(stdout);  // the debug channel is standard error: keep the order
     SendDebugString("the tour ends here (this line went to the debug channel)");
     return 0;

@@ -148,6 +148,18 @@ CVZ_API BOOL MapDriveLetter(char letter, const char *folder);
 // button: what pressing Enter would give, OK for a box with one button,
 // Yes for the question whether to make a backup.  Any thread may set it;
 // the function runs on the thread that asks.
+// The buttons' ids, which are also the ids of a dialog's OK and Cancel.
+enum : int {
+    IDOK = 1,
+    IDCANCEL = 2,
+    IDABORT = 3,
+    IDRETRY = 4,
+    IDIGNORE = 5,
+    IDYES = 6,
+    IDNO = 7,
+    IDTRYAGAIN = 10,
+    IDCONTINUE = 11,
+};
 typedef int (*MessageBoxAnswerFunction)(LPCSTR text, LPCSTR caption, UINT style);
 CVZ_API void SetMessageBoxAnswer(MessageBoxAnswerFunction answer);
 
@@ -162,6 +174,132 @@ CVZ_API void SetMessageBoxAnswer(MessageBoxAnswerFunction answer);
 // for a handle that names no object, an ended one included.
 CVZ_API HBITMAP CreateBitmap(int width, int height, UINT planes, UINT bitsPerPixel, const void *bits);
 CVZ_API BOOL DeleteObject(HGDIOBJ object);
+}
+
+// The common file dialog, for the file selector (UserSelectsFile) and for
+// the hook an application gives it (FileSelectorInfo::userHook).  The
+// record, the notifications and the control ids are Win32's, so that one
+// hook's source serves both systems.  This layer has no file chooser yet:
+// GetOpenFileNameA and GetSaveFileNameA fail at once, CommDlgExtendedError
+// then gives CDERR_INITIALIZATION, what Windows reports for a dialog that
+// could not be set up, and no hook is called.  The window calls below
+// answer as for a window that does not exist: 0 or null, with
+// ERROR_INVALID_WINDOW_HANDLE (1400).
+#define CALLBACK
+typedef uintptr_t UINT_PTR;
+typedef intptr_t LRESULT;
+typedef UINT_PTR (*LPOFNHOOKPROC)(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
+
+struct OPENFILENAMEA {
+    DWORD lStructSize;
+    HWND hwndOwner;
+    HINSTANCE hInstance;
+    LPCSTR lpstrFilter;
+    char *lpstrCustomFilter;
+    DWORD nMaxCustFilter;
+    DWORD nFilterIndex;
+    char *lpstrFile;
+    DWORD nMaxFile;
+    char *lpstrFileTitle;
+    DWORD nMaxFileTitle;
+    LPCSTR lpstrInitialDir;
+    LPCSTR lpstrTitle;
+    DWORD Flags;
+    uint16_t nFileOffset;
+    uint16_t nFileExtension;
+    LPCSTR lpstrDefExt;
+    LPARAM lCustData;
+    LPOFNHOOKPROC lpfnHook;
+    LPCSTR lpTemplateName;
+    void *pvReserved;
+    DWORD dwReserved;
+    DWORD FlagsEx;
+};
+typedef OPENFILENAMEA *LPOPENFILENAMEA;
+
+struct NMHDR {
+    HWND hwndFrom;
+    UINT_PTR idFrom;
+    UINT code;
+};
+
+struct OFNOTIFYA {
+    NMHDR hdr;
+    LPOPENFILENAMEA lpOFN;
+    char *pszFile;
+};
+
+enum : DWORD {
+    OFN_READONLY = 0x1,
+    OFN_OVERWRITEPROMPT = 0x2,
+    OFN_HIDEREADONLY = 0x4,
+    OFN_NOCHANGEDIR = 0x8,
+    OFN_SHOWHELP = 0x10,
+    OFN_ENABLEHOOK = 0x20,
+    OFN_ENABLETEMPLATE = 0x40,
+    OFN_ALLOWMULTISELECT = 0x200,
+    OFN_PATHMUSTEXIST = 0x800,
+    OFN_FILEMUSTEXIST = 0x1000,
+    OFN_EXPLORER = 0x80000,
+    OFN_NONETWORKBUTTON = 0x20000,
+    CDERR_STRUCTSIZE = 0x1,
+    CDERR_INITIALIZATION = 0x2,
+};
+
+// Messages, notifications and control ids of the dialog.
+enum : UINT {
+    WM_DESTROY = 0x0002,
+    WM_SETTEXT = 0x000C,
+    WM_GETTEXT = 0x000D,
+    WM_SHOWWINDOW = 0x0018,
+    WM_NEXTDLGCTL = 0x0028,
+    WM_NOTIFY = 0x004E,
+    WM_KEYDOWN = 0x0100,
+    WM_KEYUP = 0x0101,
+    WM_INITDIALOG = 0x0110,
+    WM_COMMAND = 0x0111,
+    BM_SETIMAGE = 0x00F7,
+    CB_ADDSTRING = 0x0143,
+    CB_GETCURSEL = 0x0147,
+    CB_GETLBTEXT = 0x0148,
+    CB_GETLBTEXTLEN = 0x0149,
+    CBN_SELCHANGE = 1,
+    IMAGE_BITMAP = 0,
+    VK_RETURN = 0x0D,
+    CDN_INITDONE = 0u - 601u,
+    CDN_SELCHANGE = 0u - 602u,
+    CDN_FOLDERCHANGE = 0u - 603u,
+    CDN_SHAREVIOLATION = 0u - 604u,
+    CDN_HELP = 0u - 605u,
+    CDN_FILEOK = 0u - 606u,
+    CDN_TYPECHANGE = 0u - 607u,
+    CDM_GETSPEC = WM_USER + 100,
+    CDM_GETFILEPATH = WM_USER + 101,
+    CDM_GETFOLDERPATH = WM_USER + 102,
+    CDM_SETCONTROLTEXT = WM_USER + 104,
+    stc32 = 0x045f,
+    lst2 = 0x0461,
+    edt1 = 0x0480,
+};
+enum : int {
+    CB_ERR = -1,
+};
+
+extern "C" {
+CVZ_API BOOL GetOpenFileNameA(LPOPENFILENAMEA record);
+CVZ_API BOOL GetSaveFileNameA(LPOPENFILENAMEA record);
+CVZ_API DWORD CommDlgExtendedError(void);
+
+CVZ_API HMODULE GetModuleHandleA(LPCSTR moduleName);
+CVZ_API HWND GetParent(HWND window);
+CVZ_API HWND GetDlgItem(HWND dialog, int id);
+CVZ_API LRESULT SendMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+CVZ_API BOOL SetDlgItemTextA(HWND dialog, int id, LPCSTR text);
+CVZ_API UINT GetDlgItemTextA(HWND dialog, int id, char *buffer, int bufferMax);
+CVZ_API BOOL SetWindowTextA(HWND window, LPCSTR text);
+CVZ_API void *GetPropA(HWND window, LPCSTR name);
+CVZ_API BOOL SetPropA(HWND window, LPCSTR name, void *data);
+CVZ_API void *RemovePropA(HWND window, LPCSTR name);
 }
 
 #endif

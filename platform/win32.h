@@ -23,6 +23,7 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+#include <commdlg.h>
 #include <mmsystem.h>
 #include <winioctl.h>
 #include <process.h>
@@ -700,21 +701,101 @@ enum : UINT {
     MB_SETFOREGROUND = 0x10000,
     MB_TOPMOST = 0x40000,
 };
-enum : int {
-    IDOK = 1,
-    IDCANCEL = 2,
-    IDABORT = 3,
-    IDRETRY = 4,
-    IDIGNORE = 5,
-    IDYES = 6,
-    IDNO = 7,
-    IDTRYAGAIN = 10,
-    IDCONTINUE = 11,
-};
 
 extern "C" {
 int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
+}
+
+// Windows of the file dialog (platform/posix/common_dialogs.cpp): the
+// calls by which the file selector sizes, subclasses and watches the
+// dialog's windows.  There is no dialog on this side, so each answers as
+// for a window that does not exist; OffsetRect alone computes.
+struct HDC__;
+typedef struct HDC__ *HDC;
+struct HICON__;
+typedef struct HICON__ *HICON;
+struct HHOOK__;
+typedef struct HHOOK__ *HHOOK;
+typedef LRESULT (*WNDPROC)(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+typedef BOOL (*WNDENUMPROC)(HWND window, LPARAM context);
+typedef LRESULT (*HOOKPROC)(int code, WPARAM wParam, LPARAM lParam);
+
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
+struct STYLESTRUCT {
+    DWORD styleOld;
+    DWORD styleNew;
+};
+struct CWPRETSTRUCT {
+    LRESULT lResult;
+    LPARAM lParam;
+    WPARAM wParam;
+    UINT message;
+    HWND hwnd;
+};
+struct CREATESTRUCTA {
+    LPVOID lpCreateParams;
+    HINSTANCE hInstance;
+    HMENU hMenu;
+    HWND hwndParent;
+    int cy;
+    int cx;
+    int y;
+    int x;
+    LONG style;
+    LPCSTR lpszName;
+    LPCSTR lpszClass;
+    DWORD dwExStyle;
+};
+
+enum : int {
+    GWLP_WNDPROC = -4,
+    GWL_STYLE = -16,
+    SM_CXSCREEN = 0,
+    SM_CYSCREEN = 1,
+    HORZRES = 8,
+    VERTRES = 10,
+    WH_CALLWNDPROCRET = 12,
+};
+enum : UINT {
+    WM_CREATE = 0x0001,
+    WM_SIZE = 0x0005,
+    WM_STYLECHANGING = 0x007C,
+    WM_STYLECHANGED = 0x007D,
+    WM_SETICON = 0x0080,
+    SWP_NOSIZE = 0x0001,
+    SWP_NOMOVE = 0x0002,
+    SWP_NOZORDER = 0x0004,
+    SWP_NOSENDCHANGING = 0x0400,
+    GW_CHILD = 5,
+};
+
+extern "C" {
+LONG_PTR GetWindowLongPtrA(HWND window, int index);
+LONG_PTR SetWindowLongPtrA(HWND window, int index, LONG_PTR value);
+LRESULT CallWindowProcA(WNDPROC proc, HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+BOOL GetWindowRect(HWND window, RECT *rect);
+BOOL SetWindowPos(HWND window, HWND after, int x, int y, int cx, int cy, UINT flags);
+BOOL ScreenToClient(HWND window, POINT *point);
+BOOL InvalidateRect(HWND window, const RECT *rect, BOOL erase);
+BOOL OffsetRect(RECT *rect, int dx, int dy);
+BOOL EnumChildWindows(HWND parent, WNDENUMPROC proc, LPARAM context);
+HWND GetWindow(HWND window, UINT relation);
+int GetDlgCtrlID(HWND window);
+int GetClassNameA(HWND window, LPSTR buffer, int bufferMax);
+int GetSystemMetrics(int index);
+HDC GetDC(HWND window);
+int ReleaseDC(HWND window, HDC dc);
+int GetDeviceCaps(HDC dc, int index);
+HICON LoadIconA(HINSTANCE instance, LPCSTR name);
+HHOOK SetWindowsHookExA(int kind, HOOKPROC proc, HINSTANCE module, DWORD threadId);
+BOOL UnhookWindowsHookEx(HHOOK hook);
+LRESULT CallNextHookEx(HHOOK hook, int code, WPARAM wParam, LPARAM lParam);
 }
 
 // Directory listing (platform/posix/find.cpp).  FindFirstFileA takes a

@@ -86,6 +86,16 @@ public:
     uint32_t error;             // the dialog's error code; 0 on a plain cancel
 };
 
+// Shows the platform's file dialog for `info`, modally on this thread, and
+// puts the choice into `info`: the files, appended to selectedFiles, their
+// folder, the file type and the read-only box at the close; the folder
+// also heads the recent list, when one is loaded.  Non-zero when the user
+// chose something; 0 on a cancel (`error` 0), on a failure (`error` the
+// platform's code) and on any exception.  On a cancel or failure the
+// results keep their previous values.  The caller's userHook sees every
+// message of the dialog after the library's own handling.
+CVZ_API int UserSelectsFile(FileSelectorInfo &info);
+
 // The expanded state and view style (0 to 3 for the list view's low style
 // bits, -1 to leave the view alone).  Any value is taken.
 CVZ_API void SetFileSelectionSettings(int expanded, int32_t style);

@@ -102,6 +102,20 @@ BOOL FreeLibrary(HMODULE module) {
     return TRUE;
 }
 
+// Only the program itself is looked up by GetModuleHandleA: a null name
+// gives the handle dlopen has for it, which stays valid for the life of the
+// process and, like Windows's, holds no reference.  A named module is not
+// searched for; it gives null with ERROR_MOD_NOT_FOUND.
+HMODULE GetModuleHandleA(LPCSTR moduleName) {
+    if (moduleName != nullptr) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    void *program = dlopen(nullptr, RTLD_NOW);
+    dlclose(program);  // the program is never unloaded
+    return static_cast<HMODULE>(program);
+}
+
 BOOL DisableThreadLibraryCalls(HMODULE) {
     return TRUE;
 }
