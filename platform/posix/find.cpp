@@ -83,6 +83,7 @@
 #include <vector>
 
 #include "platform/posix/dos_attributes.h"
+#include "platform/posix/files.h"
 #include "platform/posix/kernel_objects.h"
 #include "platform/posix/paths.h"
 
@@ -288,18 +289,18 @@ bool IsDriveRoot(const std::string &folder) {
     return length == 2 && folder[1] == ':' && ((folder[0] | 0x20) >= 'a' && (folder[0] | 0x20) <= 'z');
 }
 
+// The error of a folder that would not open: the errno table's answer for
+// the causes it knows apart, and otherwise, as Windows says it, a path that
+// is not there.
 DWORD ErrorOfOpen(int error) {
     switch (error) {
     case EACCES:
     case EPERM:
-        return ERROR_ACCESS_DENIED;
     case EMFILE:
     case ENFILE:
-        return ERROR_TOO_MANY_OPEN_FILES;
     case ENOMEM:
-        return ERROR_NOT_ENOUGH_MEMORY;
     case ENAMETOOLONG:
-        return ERROR_FILENAME_EXCED_RANGE;
+        return ErrorFromErrno(error);
     default:
         return ERROR_PATH_NOT_FOUND;
     }
