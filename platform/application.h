@@ -178,16 +178,20 @@ CVZ_API BOOL DeleteObject(HGDIOBJ object);
 
 // The common file dialog, for the file selector (UserSelectsFile) and for
 // the hook an application gives it (FileSelectorInfo::userHook).  The
-// record, the notifications and the control ids are Win32's, so that one
-// hook's source serves both systems.  This layer has no file chooser yet:
-// GetOpenFileNameA and GetSaveFileNameA fail at once, CommDlgExtendedError
-// then gives CDERR_INITIALIZATION, what Windows reports for a dialog that
-// could not be set up, and no hook is called.  The window calls below
-// answer as for a window that does not exist: 0 or null, with
-// ERROR_INVALID_WINDOW_HANDLE (1400).
+// record, the notifications, the control ids and the window calls are
+// Win32's, so that one hook's source serves both systems.  The dialog is a
+// GTK 3 file chooser, loaded when the first dialog opens; without GTK or
+// without a display GetOpenFileNameA and GetSaveFileNameA fail at once,
+// CommDlgExtendedError then gives CDERR_INITIALIZATION, what Windows
+// reports for a dialog that could not be set up, and no hook is called.
+// The window calls act on the windows of a running dialog: its frame, the
+// hook's own dialog, the name box edt1, the file list lst2, IDOK, IDCANCEL,
+// and the template's controls.  Any other handle is a window that does
+// not exist: 0 or null, with ERROR_INVALID_WINDOW_HANDLE (1400).
 #define CALLBACK
 typedef uintptr_t UINT_PTR;
 typedef intptr_t LRESULT;
+typedef intptr_t LONG_PTR;
 typedef UINT_PTR (*LPOFNHOOKPROC)(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 
 struct OPENFILENAMEA {
@@ -216,6 +220,14 @@ struct OPENFILENAMEA {
     DWORD FlagsEx;
 };
 typedef OPENFILENAMEA *LPOPENFILENAMEA;
+
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
+typedef BOOL (*WNDENUMPROC)(HWND window, LPARAM context);
 
 struct NMHDR {
     HWND hwndFrom;
@@ -249,6 +261,7 @@ enum : DWORD {
 // Messages, notifications and control ids of the dialog.
 enum : UINT {
     WM_DESTROY = 0x0002,
+    WM_CLOSE = 0x0010,
     WM_SETTEXT = 0x000C,
     WM_GETTEXT = 0x000D,
     WM_SHOWWINDOW = 0x0018,
@@ -258,11 +271,15 @@ enum : UINT {
     WM_KEYUP = 0x0101,
     WM_INITDIALOG = 0x0110,
     WM_COMMAND = 0x0111,
+    WM_APP = 0x8000,
+    BN_CLICKED = 0,
     BM_SETIMAGE = 0x00F7,
     CB_ADDSTRING = 0x0143,
+    CB_GETCOUNT = 0x0146,
     CB_GETCURSEL = 0x0147,
     CB_GETLBTEXT = 0x0148,
     CB_GETLBTEXTLEN = 0x0149,
+    CB_SETCURSEL = 0x014E,
     CBN_SELCHANGE = 1,
     IMAGE_BITMAP = 0,
     VK_RETURN = 0x0D,
@@ -283,7 +300,21 @@ enum : UINT {
 };
 enum : int {
     CB_ERR = -1,
+    GWL_STYLE = -16,
+    SM_CXSCREEN = 0,
+    SM_CYSCREEN = 1,
+    GW_CHILD = 5,
 };
+enum : UINT {
+    SWP_NOSIZE = 0x0001,
+    SWP_NOMOVE = 0x0002,
+    SWP_NOZORDER = 0x0004,
+};
+
+// The wParam of WM_COMMAND: the control id low, the notification high.
+inline WPARAM MAKEWPARAM(unsigned int low, unsigned int high) {
+    return static_cast<WPARAM>((low & 0xFFFFu) | ((high & 0xFFFFu) << 16));
+}
 
 extern "C" {
 CVZ_API BOOL GetOpenFileNameA(LPOPENFILENAMEA record);
@@ -300,6 +331,18 @@ CVZ_API BOOL SetWindowTextA(HWND window, LPCSTR text);
 CVZ_API void *GetPropA(HWND window, LPCSTR name);
 CVZ_API BOOL SetPropA(HWND window, LPCSTR name, void *data);
 CVZ_API void *RemovePropA(HWND window, LPCSTR name);
+// The frame's rectangle on the screen, and a child's as the dialog lays
+// it out.  SetWindowPos moves and sizes the frame; a child keeps the place
+// the chooser gives it.
+CVZ_API BOOL GetWindowRect(HWND window, RECT *rect);
+CVZ_API BOOL SetWindowPos(HWND window, HWND after, int x, int y, int cx, int cy, UINT flags);
+CVZ_API BOOL ScreenToClient(HWND window, POINT *point);
+CVZ_API BOOL EnumChildWindows(HWND parent, WNDENUMPROC proc, LPARAM context);
+CVZ_API HWND GetWindow(HWND window, UINT relation);
+CVZ_API LONG_PTR GetWindowLongPtrA(HWND window, int index);
+CVZ_API int GetDlgCtrlID(HWND window);
+// The screen's size while a display is open, else 0.
+CVZ_API int GetSystemMetrics(int index);
 }
 
 #endif

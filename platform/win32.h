@@ -46,7 +46,6 @@ typedef int64_t LONGLONG;
 typedef uint64_t ULONGLONG;
 typedef uintptr_t ULONG_PTR;
 typedef uintptr_t DWORD_PTR;
-typedef intptr_t LONG_PTR;
 typedef char *LPSTR;
 typedef void *HANDLE;
 typedef HANDLE *LPHANDLE;
@@ -485,7 +484,6 @@ typedef UINT MMRESULT;
 typedef char *HPSTR;
 typedef DWORD FOURCC;
 typedef DWORD HTASK;
-typedef LONG_PTR LRESULT;
 typedef LRESULT (*LPMMIOPROC)(LPSTR info, UINT message, LPARAM param1, LPARAM param2);
 
 // mmioOpenA's `info`, when not null: cchBuffer and pchBuffer ask for a
@@ -718,15 +716,8 @@ typedef struct HICON__ *HICON;
 struct HHOOK__;
 typedef struct HHOOK__ *HHOOK;
 typedef LRESULT (*WNDPROC)(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-typedef BOOL (*WNDENUMPROC)(HWND window, LPARAM context);
 typedef LRESULT (*HOOKPROC)(int code, WPARAM wParam, LPARAM lParam);
 
-struct RECT {
-    LONG left;
-    LONG top;
-    LONG right;
-    LONG bottom;
-};
 struct STYLESTRUCT {
     DWORD styleOld;
     DWORD styleNew;
@@ -755,9 +746,6 @@ struct CREATESTRUCTA {
 
 enum : int {
     GWLP_WNDPROC = -4,
-    GWL_STYLE = -16,
-    SM_CXSCREEN = 0,
-    SM_CYSCREEN = 1,
     HORZRES = 8,
     VERTRES = 10,
     WH_CALLWNDPROCRET = 12,
@@ -768,27 +756,15 @@ enum : UINT {
     WM_STYLECHANGING = 0x007C,
     WM_STYLECHANGED = 0x007D,
     WM_SETICON = 0x0080,
-    SWP_NOSIZE = 0x0001,
-    SWP_NOMOVE = 0x0002,
-    SWP_NOZORDER = 0x0004,
     SWP_NOSENDCHANGING = 0x0400,
-    GW_CHILD = 5,
 };
 
 extern "C" {
-LONG_PTR GetWindowLongPtrA(HWND window, int index);
 LONG_PTR SetWindowLongPtrA(HWND window, int index, LONG_PTR value);
 LRESULT CallWindowProcA(WNDPROC proc, HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-BOOL GetWindowRect(HWND window, RECT *rect);
-BOOL SetWindowPos(HWND window, HWND after, int x, int y, int cx, int cy, UINT flags);
-BOOL ScreenToClient(HWND window, POINT *point);
 BOOL InvalidateRect(HWND window, const RECT *rect, BOOL erase);
 BOOL OffsetRect(RECT *rect, int dx, int dy);
-BOOL EnumChildWindows(HWND parent, WNDENUMPROC proc, LPARAM context);
-HWND GetWindow(HWND window, UINT relation);
-int GetDlgCtrlID(HWND window);
 int GetClassNameA(HWND window, LPSTR buffer, int bufferMax);
-int GetSystemMetrics(int index);
 HDC GetDC(HWND window);
 int ReleaseDC(HWND window, HDC dc);
 int GetDeviceCaps(HDC dc, int index);
