@@ -1,42 +1,133 @@
-// The common file dialog and the window calls that its hook uses.
+// The common file dialog on a GTK 3 file chooser, and the window calls by
+// which a hook drives it.
 //
-// On Windows GetOpenFileNameA and GetSaveFileNameA show the system's file
-// dialog, call the caller's hook with the dialog's messages and fill the
-// record with the choice.  This layer has no file chooser yet, so both
-// fail at once, the way Windows fails a dialog it cannot set up:
+// GetOpenFileNameA and GetSaveFileNameA show a GtkFileChooserDialog, run
+// it to its end on the calling thread, and fill the OPENFILENAMEA record
+// as Windows does.  The record is translated both ways: the filter pairs
+// become the chooser's filters (masks matched without case, "*.*" taking
+// every name), lpstrInitialDir or the path in lpstrFile its start folder,
+// lpstrTitle its title, OFN_ALLOWMULTISELECT its multiple selection, and
+// the result comes back in lpstrFile (one full name, or with several the
+// folder and the names each ended by a zero, with a second zero at the
+// end), nFileOffset, nFileExtension, nFilterIndex and OFN_READONLY.  Names
+// on this side are the layer's drive-letter names (Z:\home\...).
 //
-// - The result is FALSE, the record is left as it came (no name, no
-//   filter index, no flags written back), and no hook is called, not even
-//   with WM_INITDIALOG, since no dialog ever existed.
-// - CommDlgExtendedError then gives CDERR_INITIALIZATION (2).  A null
-//   record, or one whose lStructSize is neither the full size nor the size
-//   up to lpTemplateName that older programs pass, gives CDERR_STRUCTSIZE
-//   (1), as on Windows.  The code belongs to the calling thread, which is
-//   what Windows does too, and stays until the next dialog call.
+// Without a display, without GTK 3, or on a thread other than the one
+// that first started GTK, both calls fail at once, the way Windows fails a
+// dialog it cannot set up: FALSE, the record as it came, no hook call, and
+// CommDlgExtendedError gives CDERR_INITIALIZATION (2).  A null record, or
+// one whose lStructSize is neither the full size nor the size up to
+// lpTemplateName, gives CDERR_STRUCTSIZE (1).  A cancel gives FALSE with
+// 0, and a result larger than nMaxFile FNERR_BUFFERTOOSMALL, with the size
+// needed in the first two bytes of lpstrFile.
 //
-// A program therefore sees what a Windows program sees on a machine whose
-// dialog cannot start: a failure told apart from a cancel, whose error
-// code is 0.
+// The windows.  While the dialog runs it has the windows an Explorer-style
+// dialog has, each a handle of the layer's window registry (messages.cpp),
+// so that PostMessageA reaches them:
 //
-// The window calls (GetParent, GetDlgItem, SendMessageA, the text and
-// property calls) exist so that a hook's source compiles and links on both
-// systems; the sizing, subclassing and hook calls of win32.h so that the
-// file selector's one source serves both.  With no dialog there is no window they could act on: each
-// answers as Windows does for a handle that names no window, 0 or null
-// with ERROR_INVALID_WINDOW_HANDLE (1400); GetSystemMetrics, with no
-// screen to measure, gives 0, as Windows does for an index it lacks, and
-// so does GetDeviceCaps without a device context.  SetWindowsHookExA
-// gives null with ERROR_INVALID_WINDOW_HANDLE too: there are no window
-// messages a hook could watch.  The message-only windows of
-// messages.cpp are no exception: they have no parent, no controls, no text
-// to set and no properties here.
-#include "platform/win32.h"
+//   the frame (#32770)        the chooser's own window; GetParent of the
+//                             hook's dialog.
+//   the hook's dialog         the child dialog whose procedure is the hook.
+//   edt1 (0x480, Edit)        the name: in a save dialog the chooser's name
+//                             entry itself; in an open dialog a text that
+//                             a selection in the chooser fills, as the
+//                             name box of Windows is filled.
+//   lst2 (0x461)              the file list.
+//   IDOK, IDCANCEL (Button)   the accept and cancel buttons.
+//   with OFN_ENABLETEMPLATE   in the chooser's extra area: stc32 (0x45f),
+//                             the expand button 500, the combo box of
+//                             recent folders 501 and the folder text 502,
+//                             the controls a selector template carries.
+//                             There are no resources here to read a
+//                             template from, so these are the controls.
+//   without a template        501 is a combo box without a widget whose
+//                             items become the chooser's shortcut folders.
+//
+// A window procedure belongs to each, which SetWindowLongPtrA(GWLP_WNDPROC)
+// replaces and CallWindowProcA reaches, so a subclass sees what the layer
+// sends: the hook gets WM_INITDIALOG with the record, then CDN_INITDONE,
+// then the frame WM_SHOWWINDOW, then the hook CDN_FOLDERCHANGE for the
+// start folder, and later CDN_FOLDERCHANGE and CDN_SELCHANGE as the user
+// moves, WM_COMMAND for the template's controls (BN_CLICKED,
+// CBN_SELCHANGE), CDN_FILEOK before the dialog accepts (DWLP_MSGRESULT
+// not 0 refuses), and WM_DESTROY, first the hook's dialog, then the frame.
+// The frame's own procedure accepts on WM_COMMAND IDOK and on Enter
+// (WM_KEYDOWN VK_RETURN), cancels on IDCANCEL, Escape and WM_CLOSE,
+// answers CDM_GETSPEC, CDM_GETFILEPATH, CDM_GETFOLDERPATH,
+// CDM_SETCONTROLTEXT and CDM_HIDECONTROL, and takes WM_SETICON.  Accepting
+// follows the name box as Windows does: a name of a folder opens it, quoted
+// names are a multiple selection, the default extension is added to a name
+// without one, OFN_PATHMUSTEXIST, OFN_FILEMUSTEXIST and OFN_OVERWRITEPROMPT
+// ask MessageBoxA with the texts of Windows; an empty name box takes the
+// chooser's selection.  Posted messages are taken out of the thread's queue
+// in their order every 10 ms while the dialog runs; the application's own
+// messages stay in the queue.
+//
+// What differs, because GTK has no such thing:
+//
+// - The list view under lst2 does not exist: GetWindow(lst2, GW_CHILD) is
+//   null, so list-view styles have nothing to act on, and the message hook
+//   of SetWindowsHookExA, which succeeds, never sees a window made.
+// - Children do not move: SetWindowPos on a child succeeds and the chooser
+//   keeps its own layout; GetWindowRect of a child gives its widget's
+//   place, or the frame's rectangle for one without a widget.  The frame's
+//   rectangle is the one last set by SetWindowPos or by the window system,
+//   so that what a hook sets it reads back at once.
+// - An icon is a bitmap of CreateBitmap (LoadIconA finds no resources
+//   here): WM_SETICON and BM_SETIMAGE show 32-, 24- and 1-bit bitmaps.
+// - The windows belong to the dialog's thread: calls from other threads
+//   see no window.  The process's current folder never changes.
+// - Any other handle is a window that does not exist: 0 or null with
+//   ERROR_INVALID_WINDOW_HANDLE (1400).  GetSystemMetrics gives the screen
+//   size while GTK has a display, else 0.
+#include "platform/posix/windows.h"
 
+#include <fnmatch.h>
 #include <stddef.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/posix/gtk.h"
+#include "platform/posix/paths.h"
+
+using cvz::posix::DriveLetterName;
+using cvz::posix::NativePath;
 
 namespace {
 
 thread_local DWORD dialogError = 0;
+
+enum : DWORD {
+    FNERR_BUFFERTOOSMALL = 0x3003,
+};
+enum : int {
+    DWLP_MSGRESULT = 0,
+    GWL_ID = -12,
+    GWLP_USERDATA = -21,
+    GW_HWNDNEXT = 2,
+    kExpandButton = 500,
+    kRecentFolders = 501,
+    kFolderText = 502,
+};
+enum : UINT {
+    WM_GETTEXTLENGTH = 0x000E,
+    BM_GETCHECK = 0x00F0,
+    BM_SETCHECK = 0x00F1,
+    BM_CLICK = 0x00F5,
+    CB_RESETCONTENT = 0x014B,
+    CDM_HIDECONTROL = WM_USER + 105,
+    VK_ESCAPE = 0x1B,
+};
 
 // The two sizes a record may give: the full one, and the one that ends
 // with lpTemplateName, which programs pass to get the dialog without the
@@ -45,9 +136,11 @@ bool KnownSize(DWORD size) {
     return size == sizeof(OPENFILENAMEA) || size == offsetof(OPENFILENAMEA, lpTemplateName) + sizeof(LPCSTR);
 }
 
-BOOL RunDialog(LPOPENFILENAMEA record) {
-    dialogError = record == nullptr || !KnownSize(record->lStructSize) ? CDERR_STRUCTSIZE : CDERR_INITIALIZATION;
-    return FALSE;
+// A widget as the GTK class it is.  GTK's checked casts would call the
+// type functions, which are not linked; the widgets made here are known.
+template <typename T>
+T *As(GtkWidget *widget) {
+    return reinterpret_cast<T *>(widget);
 }
 
 // What every window call answers for a window that does not exist.
@@ -57,84 +150,1020 @@ T NoWindow(T result) {
     return result;
 }
 
+struct Caseless {
+    bool operator()(const std::string &a, const std::string &b) const { return strcasecmp(a.c_str(), b.c_str()) < 0; }
+};
+
+enum class Kind { Frame, HookDialog, NameBox, FileList, Button, CheckBox, ComboBox, Static };
+
+struct Dialog;
+
+// One window of a running dialog.
+struct DialogWindow {
+    DialogWindow(Dialog *dialog, Kind kind, int id, DialogWindow *parent, GtkWidget *widget)
+        : dialog(dialog), kind(kind), id(id), parent(parent), widget(widget) {}
+
+    Dialog *dialog;
+    Kind kind;
+    int id;
+    DialogWindow *parent;
+    GtkWidget *widget;  // null for a window without one
+    HWND handle = nullptr;
+    WNDPROC proc = nullptr;
+    LONG_PTR style = 0;
+    LONG_PTR userData = 0;
+    LONG_PTR messageResult = 0;
+    std::string text;                // the text of a window whose widget keeps none
+    std::vector<std::string> items;  // a combo box's
+    int selected = -1;
+    std::map<std::string, void *, Caseless> properties;
+};
+
+struct Dialog {
+    Dialog(const GtkLibrary &gtk, OPENFILENAMEA *record, bool save) : gtk(gtk), record(record), save(save) {}
+
+    const GtkLibrary &gtk;
+    OPENFILENAMEA *record;
+    bool save;
+    GtkWidget *chooser = nullptr;
+    std::vector<std::unique_ptr<DialogWindow>> windows;
+    DialogWindow *frame = nullptr;
+    DialogWindow *hookDialog = nullptr;
+    DialogWindow *nameBox = nullptr;
+    GtkWidget *readOnlyBox = nullptr;
+    RECT rect = {};      // the frame's place and size
+    std::string folder;  // the chooser's folder, native
+    std::string notifiedFolder;  // the folder of the last CDN_FOLDERCHANGE
+    std::vector<std::unique_ptr<std::string>> masks;  // of each filter, for matching
+    std::vector<GtkFileFilter *> filters;
+    bool live = false;     // notifications go out after CDN_INITDONE
+    bool ended = false;
+    BOOL result = FALSE;
+    bool settingCombo = false;
+};
+
+// The windows of the dialogs running on this thread.
+thread_local std::unordered_map<HWND, DialogWindow *> dialogWindows;
+thread_local std::set<uintptr_t> messageHooks;
+thread_local uintptr_t nextMessageHook = 0x1000;
+
+DialogWindow *Find(HWND window) {
+    auto it = dialogWindows.find(window);
+    return it != dialogWindows.end() ? it->second : nullptr;
+}
+
+LRESULT Send(DialogWindow *window, UINT message, WPARAM wParam, LPARAM lParam) {
+    return window->proc != nullptr ? window->proc(window->handle, message, wParam, lParam) : 0;
+}
+
+// ---- names and paths
+
+std::string DriveName(const std::string &native) {
+    std::string name;
+    return DriveLetterName(native.c_str(), name) ? name : native;
+}
+
+// The native path of a name in the name box: a drive-letter name, an
+// absolute native path, or a name relative to the chooser's folder.
+std::string Resolve(const Dialog &d, std::string name) {
+    char path[4096];
+    if (name.size() >= 2 && name[1] == ':')
+        return NativePath(name.c_str(), path, sizeof path) ? std::string(path) : name;
+    for (char &c : name)
+        if (c == '\\')
+            c = '/';
+    if (!name.empty() && name[0] == '/')
+        return name;
+    return d.folder == "/" ? "/" + name : d.folder + "/" + name;
+}
+
+std::string Leaf(const std::string &path) {
+    const size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+bool IsFolder(const std::string &native) {
+    struct stat info;
+    return stat(native.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool Exists(const std::string &native) {
+    struct stat info;
+    return stat(native.c_str(), &info) == 0;
+}
+
+// The names of a name box's text: several in double quotes, or one.
+std::vector<std::string> SplitNames(const std::string &text, bool several) {
+    std::vector<std::string> names;
+    if (several && text.find('"') != std::string::npos) {
+        for (size_t at = text.find('"'); at != std::string::npos; at = text.find('"', at)) {
+            const size_t end = text.find('"', at + 1);
+            if (end == std::string::npos)
+                break;
+            if (end > at + 1)
+                names.push_back(text.substr(at + 1, end - at - 1));
+            at = end + 1;
+        }
+        return names;
+    }
+    std::string name = text;
+    while (!name.empty() && (name.back() == ' ' || name.back() == '"'))
+        name.pop_back();
+    const size_t start = name.find_first_not_of(" \"");
+    if (start != std::string::npos)
+        names.push_back(name.substr(start));
+    return names;
+}
+
+// The chooser's present selection, native, files and folders alike.
+std::vector<std::string> ChooserSelection(const Dialog &d) {
+    std::vector<std::string> names;
+    GSList *list = d.gtk.file_chooser_get_filenames(As<GtkFileChooser>(d.chooser));
+    for (GSList *item = list; item != nullptr; item = item->next) {
+        names.push_back(static_cast<char *>(item->data));
+        d.gtk.free(item->data);
+    }
+    d.gtk.slist_free(list);
+    return names;
+}
+
+// ---- texts of windows
+
+std::string OwnText(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+std::string TextOf(const DialogWindow &w) {
+    const GtkLibrary &gtk = w.dialog->gtk;
+    switch (w.kind) {
+    case Kind::Frame:
+        return OwnText(gtk.window_get_title(As<GtkWindow>(w.widget)));
+    case Kind::NameBox:
+        if (w.dialog->save) {
+            gchar *name = gtk.file_chooser_get_current_name(As<GtkFileChooser>(w.dialog->chooser));
+            std::string text = OwnText(name);
+            gtk.free(name);
+            return text;
+        }
+        return w.text;
+    case Kind::Button:
+    case Kind::CheckBox:
+        return w.widget != nullptr ? OwnText(gtk.button_get_label(As<GtkButton>(w.widget))) : w.text;
+    case Kind::Static:
+        return w.widget != nullptr ? OwnText(gtk.label_get_text(As<GtkLabel>(w.widget))) : w.text;
+    case Kind::ComboBox:
+        return w.selected >= 0 ? w.items[static_cast<size_t>(w.selected)] : std::string();
+    default:
+        return w.text;
+    }
+}
+
+void SetTextOf(DialogWindow &w, const char *text) {
+    const GtkLibrary &gtk = w.dialog->gtk;
+    const char *value = text != nullptr ? text : "";
+    w.text = value;
+    if (w.kind == Kind::Frame)
+        gtk.window_set_title(As<GtkWindow>(w.widget), value);
+    else if (w.kind == Kind::NameBox && w.dialog->save)
+        gtk.file_chooser_set_current_name(As<GtkFileChooser>(w.dialog->chooser), value);
+    else if ((w.kind == Kind::Button || w.kind == Kind::CheckBox) && w.widget != nullptr)
+        gtk.button_set_label(As<GtkButton>(w.widget), value);
+    else if (w.kind == Kind::Static && w.widget != nullptr)
+        gtk.label_set_text(As<GtkLabel>(w.widget), value);
+}
+
+// Copies `text` into a buffer of `size` bytes, cut and zero-ended; returns
+// the characters copied.
+LRESULT CopyOut(const std::string &text, WPARAM size, LPARAM buffer) {
+    char *out = reinterpret_cast<char *>(buffer);
+    if (out == nullptr || size == 0)
+        return 0;
+    const size_t count = std::min(text.size(), static_cast<size_t>(size) - 1);
+    text.copy(out, count);
+    out[count] = '\0';
+    return static_cast<LRESULT>(count);
+}
+
+// The CDM_ answers: the text and its size with the zero; a buffer too
+// small gets nothing and the size needed comes back.
+LRESULT Answer(const std::string &text, WPARAM size, LPARAM buffer) {
+    if (buffer != 0 && text.size() < size)
+        CopyOut(text, size, buffer);
+    return static_cast<LRESULT>(text.size() + 1);
+}
+
+// ---- bitmaps as GTK images
+
+GdkPixbuf *PixbufOf(const GtkLibrary &gtk, HBITMAP bitmap) {
+    BitmapPixels b;
+    if (!ReadBitmap(bitmap, &b) || (b.bitsPerPixel != 32 && b.bitsPerPixel != 24 && b.bitsPerPixel != 1))
+        return nullptr;
+    GdkPixbuf *pixbuf = gtk.pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, b.width, b.height);
+    if (pixbuf == nullptr)
+        return nullptr;
+    guchar *pixels = gtk.pixbuf_get_pixels(pixbuf);
+    const int stride = gtk.pixbuf_get_rowstride(pixbuf);
+    const size_t rowBytes = (static_cast<size_t>(b.width) * b.bitsPerPixel + 15) / 16 * 2;
+    for (int y = 0; y < b.height; ++y) {
+        const unsigned char *row = b.bits.data() + rowBytes * static_cast<size_t>(y);
+        guchar *out = pixels + static_cast<ptrdiff_t>(stride) * y;
+        for (int x = 0; x < b.width; ++x, out += 4) {
+            if (b.bitsPerPixel == 1) {
+                const guchar v = (row[x / 8] >> (7 - x % 8)) & 1 ? 255 : 0;
+                out[0] = out[1] = out[2] = v;
+            } else {
+                const unsigned char *p = row + static_cast<size_t>(x) * (b.bitsPerPixel / 8);
+                out[0] = p[2];  // Windows keeps blue, green, red
+                out[1] = p[1];
+                out[2] = p[0];
+            }
+            out[3] = 255;
+        }
+    }
+    return pixbuf;
+}
+
+// ---- notifications and the end
+
+void Notify(Dialog &d, UINT code) {
+    if (d.hookDialog == nullptr)
+        return;
+    OFNOTIFYA note = {{d.frame->handle, 0, code}, d.record, nullptr};
+    Send(d.hookDialog, WM_NOTIFY, 0, reinterpret_cast<LPARAM>(&note));
+}
+
+// CDN_FOLDERCHANGE, once for each folder the chooser comes to.
+void NotifyFolder(Dialog &d) {
+    if (!d.live || d.folder == d.notifiedFolder)
+        return;
+    d.notifiedFolder = d.folder;
+    Notify(d, CDN_FOLDERCHANGE);
+}
+
+void End(Dialog &d, BOOL result) {
+    d.result = result;
+    d.ended = true;
+}
+
+int FilterIndex(const Dialog &d) {
+    GtkFileFilter *current = d.gtk.file_chooser_get_filter(As<GtkFileChooser>(d.chooser));
+    for (size_t i = 0; i < d.filters.size(); ++i)
+        if (d.filters[i] == current)
+            return static_cast<int>(i) + 1;
+    return static_cast<int>(d.record->nFilterIndex);
+}
+
+// Writes the choice into the record, as Windows lays it out.
+void Fill(Dialog &d, const std::vector<std::string> &natives) {
+    OPENFILENAMEA &r = *d.record;
+    std::string text;
+    uint16_t offset = 0, extension = 0;
+    if (natives.size() == 1) {
+        text = DriveName(natives[0]);
+        const size_t slash = text.rfind('\\');
+        offset = static_cast<uint16_t>(slash == std::string::npos ? 0 : slash + 1);
+        const size_t dot = text.rfind('.');
+        extension = static_cast<uint16_t>(dot != std::string::npos && dot >= offset ? dot + 1 : text.size());
+        text.push_back('\0');
+    } else {
+        const std::string native = natives[0].substr(0, natives[0].rfind('/'));
+        text = DriveName(native.empty() ? "/" : native);
+        text.push_back('\0');
+        offset = static_cast<uint16_t>(text.size());
+        for (const std::string &name : natives) {
+            text += Leaf(name);
+            text.push_back('\0');
+        }
+    }
+    text.push_back('\0');
+    if (r.lpstrFile == nullptr || text.size() > r.nMaxFile) {
+        if (r.lpstrFile != nullptr && r.nMaxFile >= 2) {
+            const uint16_t needed = static_cast<uint16_t>(std::min<size_t>(text.size(), 0xFFFF));
+            memcpy(r.lpstrFile, &needed, sizeof needed);
+        }
+        dialogError = FNERR_BUFFERTOOSMALL;
+        End(d, FALSE);
+        return;
+    }
+    memcpy(r.lpstrFile, text.data(), text.size());
+    r.nFileOffset = offset;
+    r.nFileExtension = extension;
+    if (r.lpstrFileTitle != nullptr && r.nMaxFileTitle > 0 && natives.size() == 1)
+        CopyOut(Leaf(natives[0]), r.nMaxFileTitle, reinterpret_cast<LPARAM>(r.lpstrFileTitle));
+    r.nFilterIndex = static_cast<DWORD>(FilterIndex(d));
+    if (d.readOnlyBox != nullptr) {
+        if (d.gtk.toggle_button_get_active(As<GtkToggleButton>(d.readOnlyBox)))
+            r.Flags |= OFN_READONLY;
+        else
+            r.Flags &= ~static_cast<DWORD>(OFN_READONLY);
+    }
+    End(d, TRUE);
+}
+
+// Asks the user with the texts of Windows; false when the name fails.
+bool Check(Dialog &d, const std::string &native, const char *question, UINT buttons) {
+    const std::string text = DriveName(native) + question;
+    const int answer = MessageBoxA(d.frame->handle, text.c_str(), TextOf(*d.frame).c_str(), buttons);
+    return answer == IDYES;
+}
+
+// Accepts `natives`, the names the user chose, after the checks of the
+// record's flags and the hook's CDN_FILEOK.
+void Complete(Dialog &d, std::vector<std::string> natives) {
+    const DWORD flags = d.record->Flags;
+    for (std::string &name : natives) {
+        const std::string leaf = Leaf(name);
+        if (d.record->lpstrDefExt != nullptr && d.record->lpstrDefExt[0] != '\0' &&
+            leaf.find('.') == std::string::npos && (d.save || !Exists(name)))
+            name += std::string(".") + d.record->lpstrDefExt;
+        const std::string folder = name.substr(0, name.rfind('/'));
+        if ((flags & OFN_PATHMUSTEXIST) && !folder.empty() && !IsFolder(folder)) {
+            Check(d, name, "\nPath does not exist.\nCheck the path and try again.", MB_OK | MB_ICONWARNING);
+            return;
+        }
+        if ((flags & OFN_FILEMUSTEXIST) && !Exists(name)) {
+            Check(d, name, "\nFile not found.\nCheck the file name and try again.", MB_OK | MB_ICONWARNING);
+            return;
+        }
+        if (d.save && (flags & OFN_OVERWRITEPROMPT) && Exists(name) &&
+            !Check(d, name, " already exists.\nDo you want to replace it?", MB_YESNO | MB_ICONWARNING))
+            return;
+    }
+    d.hookDialog->messageResult = 0;
+    Notify(d, CDN_FILEOK);
+    if (d.hookDialog->messageResult != 0)
+        return;  // the hook keeps the dialog open
+    Fill(d, natives);
+}
+
+// IDOK or Enter: the name box decides, else the chooser's selection.
+void Accept(Dialog &d) {
+    const bool several = (d.record->Flags & OFN_ALLOWMULTISELECT) != 0;
+    std::vector<std::string> natives;
+    for (const std::string &name : SplitNames(TextOf(*d.nameBox), several))
+        natives.push_back(Resolve(d, name));
+    if (natives.empty())
+        natives = ChooserSelection(d);
+    if (natives.empty())
+        return;
+    if (natives.size() == 1 && IsFolder(natives[0])) {
+        d.gtk.file_chooser_set_current_folder(As<GtkFileChooser>(d.chooser), natives[0].c_str());
+        SetTextOf(*d.nameBox, "");
+        return;
+    }
+    Complete(d, natives);
+}
+
+// ---- window procedures
+
+void SetComboSelection(DialogWindow &w, int index) {
+    w.selected = index >= 0 && static_cast<size_t>(index) < w.items.size() ? index : -1;
+    if (w.widget != nullptr) {
+        w.dialog->settingCombo = true;
+        w.dialog->gtk.combo_box_set_active(As<GtkComboBox>(w.widget), w.selected);
+        w.dialog->settingCombo = false;
+    }
+}
+
+LRESULT ComboMessage(DialogWindow &w, UINT message, WPARAM wParam, LPARAM lParam) {
+    const GtkLibrary &gtk = w.dialog->gtk;
+    const size_t index = static_cast<size_t>(wParam);
+    switch (message) {
+    case CB_ADDSTRING: {
+        const char *text = reinterpret_cast<const char *>(lParam);
+        w.items.push_back(text != nullptr ? text : "");
+        if (w.widget != nullptr) {
+            gtk.combo_box_text_append_text(As<GtkComboBoxText>(w.widget), w.items.back().c_str());
+        } else {
+            char native[4096];
+            if (NativePath(w.items.back().c_str(), native, sizeof native))
+                gtk.file_chooser_add_shortcut_folder(As<GtkFileChooser>(w.dialog->chooser), native, nullptr);
+        }
+        return static_cast<LRESULT>(w.items.size() - 1);
+    }
+    case CB_GETCOUNT:
+        return static_cast<LRESULT>(w.items.size());
+    case CB_GETCURSEL:
+        return w.selected;
+    case CB_SETCURSEL:
+        SetComboSelection(w, static_cast<int>(wParam));
+        return w.selected;
+    case CB_GETLBTEXTLEN:
+        return index < w.items.size() ? static_cast<LRESULT>(w.items[index].size()) : static_cast<LRESULT>(CB_ERR);
+    case CB_GETLBTEXT:
+        if (index >= w.items.size())
+            return CB_ERR;
+        strcpy(reinterpret_cast<char *>(lParam), w.items[index].c_str());
+        return static_cast<LRESULT>(w.items[index].size());
+    case CB_RESETCONTENT:
+        w.items.clear();
+        w.selected = -1;
+        if (w.widget != nullptr)
+            gtk.combo_box_text_remove_all(As<GtkComboBoxText>(w.widget));
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+LRESULT FrameMessage(DialogWindow &w, UINT message, WPARAM wParam, LPARAM lParam) {
+    Dialog &d = *w.dialog;
+    const GtkLibrary &gtk = d.gtk;
+    switch (message) {
+    case WM_COMMAND:
+        if ((wParam & 0xFFFF) == IDOK)
+            Accept(d);
+        else if ((wParam & 0xFFFF) == IDCANCEL)
+            End(d, FALSE);
+        return 0;
+    case WM_KEYDOWN:
+        if (wParam == VK_RETURN)
+            Accept(d);
+        else if (wParam == VK_ESCAPE)
+            End(d, FALSE);
+        return 0;
+    case WM_CLOSE:
+        End(d, FALSE);
+        return 0;
+    case WM_SETICON:
+        if (GdkPixbuf *icon = PixbufOf(gtk, reinterpret_cast<HBITMAP>(lParam))) {
+            gtk.window_set_icon(As<GtkWindow>(d.chooser), icon);
+            gtk.object_unref(icon);
+        }
+        return 0;
+    case WM_NEXTDLGCTL: {
+        DialogWindow *target = lParam != 0 ? Find(reinterpret_cast<HWND>(wParam)) : nullptr;
+        if (target != nullptr && target->widget != nullptr)
+            gtk.widget_grab_focus(target->widget);
+        return 0;
+    }
+    case CDM_GETSPEC:
+        return Answer(TextOf(*d.nameBox), wParam, lParam);
+    case CDM_GETFOLDERPATH:
+        return Answer(DriveName(d.folder), wParam, lParam);
+    case CDM_GETFILEPATH: {
+        const std::string spec = TextOf(*d.nameBox);
+        if (spec.empty()) {
+            const std::vector<std::string> selected = ChooserSelection(d);
+            return Answer(selected.size() == 1 ? DriveName(selected[0]) : DriveName(d.folder), wParam, lParam);
+        }
+        if (spec.find('"') != std::string::npos)
+            return Answer(DriveName(d.folder) + "\\" + spec, wParam, lParam);
+        return Answer(DriveName(Resolve(d, spec)), wParam, lParam);
+    }
+    case CDM_SETCONTROLTEXT:
+        for (auto &child : d.windows)
+            if (child->id == static_cast<int>(wParam) && child->kind != Kind::Frame)
+                SetTextOf(*child, reinterpret_cast<const char *>(lParam));
+        return 0;
+    case CDM_HIDECONTROL:
+        for (auto &child : d.windows)
+            if (child->id == static_cast<int>(wParam) && child->widget != nullptr && child->kind != Kind::Frame)
+                gtk.widget_hide(child->widget);
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+// The procedure every window of the dialog starts with.
+LRESULT CALLBACK DialogWindowProc(HWND handle, UINT message, WPARAM wParam, LPARAM lParam) {
+    DialogWindow *w = Find(handle);
+    if (w == nullptr)
+        return 0;
+    if (w->kind == Kind::HookDialog) {
+        const OPENFILENAMEA &r = *w->dialog->record;
+        return (r.Flags & OFN_ENABLEHOOK) && r.lpfnHook != nullptr
+                   ? static_cast<LRESULT>(r.lpfnHook(handle, message, wParam, lParam))
+                   : 0;
+    }
+    switch (message) {
+    case WM_SETTEXT:
+        SetTextOf(*w, reinterpret_cast<const char *>(lParam));
+        return TRUE;
+    case WM_GETTEXT:
+        return CopyOut(TextOf(*w), wParam, lParam);
+    case WM_GETTEXTLENGTH:
+        return static_cast<LRESULT>(TextOf(*w).size());
+    default:
+        break;
+    }
+    const GtkLibrary &gtk = w->dialog->gtk;
+    switch (w->kind) {
+    case Kind::Frame:
+        return FrameMessage(*w, message, wParam, lParam);
+    case Kind::ComboBox:
+        return ComboMessage(*w, message, wParam, lParam);
+    case Kind::Button:
+        if (message == BM_CLICK && w->widget != nullptr)
+            gtk.button_clicked(As<GtkButton>(w->widget));
+        if (message == BM_SETIMAGE && wParam == IMAGE_BITMAP && w->widget != nullptr) {
+            if (GdkPixbuf *image = PixbufOf(gtk, reinterpret_cast<HBITMAP>(lParam))) {
+                gtk.button_set_image(As<GtkButton>(w->widget), gtk.image_new_from_pixbuf(image));
+                gtk.button_set_always_show_image(As<GtkButton>(w->widget), TRUE);
+                gtk.object_unref(image);
+            }
+        }
+        return 0;
+    case Kind::CheckBox:
+        if (message == BM_GETCHECK)
+            return gtk.toggle_button_get_active(As<GtkToggleButton>(w->widget));
+        if (message == BM_SETCHECK)
+            gtk.toggle_button_set_active(As<GtkToggleButton>(w->widget), wParam != 0);
+        return 0;
+    default:
+        return 0;
+    }
+}
+
+// ---- GTK's signals
+
+void OnResponse(GtkDialog *, gint response, gpointer data) {
+    Dialog &d = *static_cast<Dialog *>(data);
+    if (response == GTK_RESPONSE_ACCEPT) {
+        std::vector<std::string> natives = ChooserSelection(d);
+        if (!natives.empty())
+            Complete(d, natives);
+    } else {
+        End(d, FALSE);
+    }
+}
+
+void OnFolderChanged(GtkFileChooser *, gpointer data) {
+    Dialog &d = *static_cast<Dialog *>(data);
+    gchar *folder = d.gtk.file_chooser_get_current_folder(As<GtkFileChooser>(d.chooser));
+    if (folder != nullptr)
+        d.folder = folder;
+    d.gtk.free(folder);
+    NotifyFolder(d);
+}
+
+// A selection of files fills the name box of an open dialog, as the list
+// of Windows fills it; a selection that holds none leaves it.
+void OnSelectionChanged(GtkFileChooser *, gpointer data) {
+    Dialog &d = *static_cast<Dialog *>(data);
+    if (!d.live)
+        return;
+    if (!d.save) {
+        std::vector<std::string> files;
+        for (const std::string &name : ChooserSelection(d))
+            if (!IsFolder(name))
+                files.push_back(Leaf(name));
+        if (files.size() == 1) {
+            d.nameBox->text = files[0];
+        } else if (files.size() > 1) {
+            d.nameBox->text.clear();
+            for (const std::string &name : files)
+                d.nameBox->text += (d.nameBox->text.empty() ? "\"" : " \"") + name + "\"";
+        }
+    }
+    Notify(d, CDN_SELCHANGE);
+}
+
+gboolean OnConfigure(GtkWidget *, GdkEventConfigure *event, gpointer data) {
+    Dialog &d = *static_cast<Dialog *>(data);
+    d.rect = {event->x, event->y, event->x + event->width, event->y + event->height};
+    return FALSE;
+}
+
+void OnControlClicked(GtkButton *, gpointer data) {
+    DialogWindow &w = *static_cast<DialogWindow *>(data);
+    Send(w.dialog->hookDialog, WM_COMMAND, MAKEWPARAM(static_cast<unsigned>(w.id), BN_CLICKED),
+         reinterpret_cast<LPARAM>(w.handle));
+}
+
+void OnComboChanged(GtkComboBox *, gpointer data) {
+    DialogWindow &w = *static_cast<DialogWindow *>(data);
+    if (w.dialog->settingCombo)
+        return;
+    w.selected = w.dialog->gtk.combo_box_get_active(As<GtkComboBox>(w.widget));
+    Send(w.dialog->hookDialog, WM_COMMAND, MAKEWPARAM(static_cast<unsigned>(w.id), CBN_SELCHANGE),
+         reinterpret_cast<LPARAM>(w.handle));
+}
+
+gboolean MatchesMasks(const GtkFileFilterInfo *info, gpointer data) {
+    const std::string &masks = *static_cast<const std::string *>(data);
+    if (info->display_name == nullptr)
+        return FALSE;
+    size_t start = 0;
+    while (start <= masks.size()) {
+        size_t end = masks.find(';', start);
+        if (end == std::string::npos)
+            end = masks.size();
+        std::string mask = masks.substr(start, end - start);
+        const size_t first = mask.find_first_not_of(' ');
+        mask = first == std::string::npos ? std::string() : mask.substr(first, mask.find_last_not_of(' ') - first + 1);
+        if (mask == "*.*" || mask == "*" || (!mask.empty() && fnmatch(mask.c_str(), info->display_name, FNM_CASEFOLD) == 0))
+            return TRUE;
+        start = end + 1;
+    }
+    return FALSE;
+}
+
+bool IsWindowOf(HWND handle, void *data) {
+    DialogWindow *w = Find(handle);
+    return w != nullptr && w->dialog == data;
+}
+
+gboolean PumpMessages(gpointer data) {
+    Dialog &d = *static_cast<Dialog *>(data);
+    MSG msg;
+    while (!d.ended && TakeWindowMessage(&msg, IsWindowOf, &d)) {
+        if (DialogWindow *w = Find(msg.hwnd))
+            Send(w, msg.message, msg.wParam, msg.lParam);
+    }
+    return G_SOURCE_CONTINUE;
+}
+
+// ---- building and running the dialog
+
+const char *ClassOf(Kind kind) {
+    static const char *const kClasses[] = {"#32770", "#32770", "Edit", "SHELLDLL_DefView",
+                                           "Button", "Button", "ComboBox", "Static"};
+    return kClasses[static_cast<int>(kind)];
+}
+
+// A window of the dialog, with a handle of the thread's window registry so
+// that messages can be posted to it.
+DialogWindow *AddWindow(Dialog &d, Kind kind, int id, DialogWindow *parent, GtkWidget *widget) {
+    HWND handle = CreateWindowExA(0, ClassOf(kind), "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    if (handle == nullptr)
+        return nullptr;
+    d.windows.push_back(std::make_unique<DialogWindow>(&d, kind, id, parent, widget));
+    DialogWindow *w = d.windows.back().get();
+    w->handle = handle;
+    w->proc = DialogWindowProc;
+    dialogWindows[handle] = w;
+    return w;
+}
+
+void AddFilters(Dialog &d) {
+    const char *pair = d.record->lpstrFilter;
+    while (pair != nullptr && pair[0] != '\0') {
+        const char *masks = pair + strlen(pair) + 1;
+        GtkFileFilter *filter = d.gtk.file_filter_new();
+        d.gtk.file_filter_set_name(filter, pair);
+        d.masks.push_back(std::make_unique<std::string>(masks));
+        d.gtk.file_filter_add_custom(filter, GTK_FILE_FILTER_DISPLAY_NAME, MatchesMasks, d.masks.back().get(),
+                                     nullptr);
+        d.gtk.file_chooser_add_filter(As<GtkFileChooser>(d.chooser), filter);
+        d.filters.push_back(filter);
+        pair = masks + strlen(masks) + 1;
+    }
+    const DWORD index = d.record->nFilterIndex;
+    if (index >= 1 && index <= d.filters.size())
+        d.gtk.file_chooser_set_filter(As<GtkFileChooser>(d.chooser), d.filters[index - 1]);
+}
+
+// The template's controls and the read-only box, in the chooser's extra
+// area.
+void AddExtraArea(Dialog &d) {
+    const GtkLibrary &gtk = d.gtk;
+    const bool withTemplate = (d.record->Flags & OFN_ENABLETEMPLATE) != 0;
+    const bool withReadOnly = (d.record->Flags & OFN_HIDEREADONLY) == 0;
+    if (!withTemplate) {
+        AddWindow(d, Kind::ComboBox, kRecentFolders, d.hookDialog, nullptr);  // the shortcut folders
+    }
+    if (!withTemplate && !withReadOnly)
+        return;
+    GtkWidget *area = gtk.box_new(GTK_ORIENTATION_VERTICAL, 4);
+    if (withTemplate) {
+        d.hookDialog->widget = area;
+        AddWindow(d, Kind::Static, stc32, d.hookDialog, nullptr);
+        GtkWidget *row = gtk.box_new(GTK_ORIENTATION_HORIZONTAL, 6);
+        GtkWidget *expand = gtk.button_new_with_label("+");
+        GtkWidget *recent = gtk.combo_box_text_new();
+        GtkWidget *folder = gtk.label_new("");
+        gtk.label_set_xalign(As<GtkLabel>(folder), 0);
+        gtk.box_pack_start(As<GtkBox>(row), expand, FALSE, FALSE, 0);
+        gtk.box_pack_start(As<GtkBox>(row), recent, TRUE, TRUE, 0);
+        gtk.box_pack_start(As<GtkBox>(area), row, FALSE, FALSE, 0);
+        gtk.box_pack_start(As<GtkBox>(area), folder, FALSE, FALSE, 0);
+        DialogWindow *button = AddWindow(d, Kind::Button, kExpandButton, d.hookDialog, expand);
+        DialogWindow *combo = AddWindow(d, Kind::ComboBox, kRecentFolders, d.hookDialog, recent);
+        AddWindow(d, Kind::Static, kFolderText, d.hookDialog, folder);
+        if (button != nullptr)
+            Connect(gtk, expand, "clicked", OnControlClicked, button);
+        if (combo != nullptr)
+            Connect(gtk, recent, "changed", OnComboChanged, combo);
+    }
+    if (withReadOnly) {
+        d.readOnlyBox = gtk.check_button_new_with_label("Open as read-only");
+        gtk.toggle_button_set_active(As<GtkToggleButton>(d.readOnlyBox), (d.record->Flags & OFN_READONLY) != 0);
+        gtk.box_pack_start(As<GtkBox>(area), d.readOnlyBox, FALSE, FALSE, 0);
+        AddWindow(d, Kind::CheckBox, 0x410, d.frame, d.readOnlyBox);  // chx1
+    }
+    gtk.widget_show_all(area);
+    gtk.file_chooser_set_extra_widget(As<GtkFileChooser>(d.chooser), area);
+}
+
+// The start folder and name: a path in lpstrFile wins over
+// lpstrInitialDir, else the process's current folder.
+void SetStart(Dialog &d) {
+    const GtkLibrary &gtk = d.gtk;
+    const std::string given = d.record->lpstrFile != nullptr ? d.record->lpstrFile : "";
+    char path[4096];
+    std::string folder;
+    std::string name = given;
+    const size_t slash = given.rfind('\\');
+    if (slash != std::string::npos && NativePath(given.substr(0, slash + 1).c_str(), path, sizeof path)) {
+        folder = path;
+        name = given.substr(slash + 1);
+    } else if (d.record->lpstrInitialDir != nullptr && d.record->lpstrInitialDir[0] != '\0' &&
+               NativePath(d.record->lpstrInitialDir, path, sizeof path)) {
+        folder = path;
+    } else if (getcwd(path, sizeof path) != nullptr) {
+        folder = path;
+    }
+    while (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    d.folder = folder;
+    gtk.file_chooser_set_current_folder(As<GtkFileChooser>(d.chooser), folder.c_str());
+    SetTextOf(*d.nameBox, name.c_str());
+    if (!d.save && !name.empty() && Exists(Resolve(d, name)))
+        gtk.file_chooser_select_filename(As<GtkFileChooser>(d.chooser), Resolve(d, name).c_str());
+}
+
+bool Build(Dialog &d) {
+    const GtkLibrary &gtk = d.gtk;
+    const OPENFILENAMEA &r = *d.record;
+    const char *title = r.lpstrTitle != nullptr ? r.lpstrTitle : (d.save ? "Save As" : "Open");
+    d.chooser = gtk.file_chooser_dialog_new(title, nullptr,
+                                            d.save ? GTK_FILE_CHOOSER_ACTION_SAVE : GTK_FILE_CHOOSER_ACTION_OPEN,
+                                            "_Cancel", GTK_RESPONSE_CANCEL, d.save ? "_Save" : "_Open",
+                                            GTK_RESPONSE_ACCEPT, nullptr);
+    if (d.chooser == nullptr)
+        return false;
+    GtkFileChooser *chooser = As<GtkFileChooser>(d.chooser);
+    gtk.file_chooser_set_local_only(chooser, TRUE);
+    gtk.file_chooser_set_select_multiple(chooser, !d.save && (r.Flags & OFN_ALLOWMULTISELECT) != 0);
+    d.frame = AddWindow(d, Kind::Frame, 0, nullptr, d.chooser);
+    if (d.frame == nullptr)
+        return false;
+    d.hookDialog = AddWindow(d, Kind::HookDialog, 0, d.frame, nullptr);
+    d.nameBox = AddWindow(d, Kind::NameBox, edt1, d.frame, nullptr);
+    AddWindow(d, Kind::FileList, lst2, d.frame, nullptr);
+    AddWindow(d, Kind::Button, IDOK, d.frame, gtk.dialog_get_widget_for_response(As<GtkDialog>(d.chooser), GTK_RESPONSE_ACCEPT));
+    AddWindow(d, Kind::Button, IDCANCEL, d.frame, gtk.dialog_get_widget_for_response(As<GtkDialog>(d.chooser), GTK_RESPONSE_CANCEL));
+    if (d.hookDialog == nullptr || d.nameBox == nullptr)
+        return false;
+    AddFilters(d);
+    AddExtraArea(d);
+    SetStart(d);
+
+    // A size of its own and the middle of the screen, so that the frame
+    // has a rectangle before it shows.
+    const int width = std::min(760, std::max(ScreenWidth(), 400)), height = std::min(540, std::max(ScreenHeight(), 300));
+    const int x = std::max(0, (ScreenWidth() - width) / 2), y = std::max(0, (ScreenHeight() - height) / 2);
+    gtk.window_set_default_size(As<GtkWindow>(d.chooser), width, height);
+    gtk.window_move(As<GtkWindow>(d.chooser), x, y);
+    d.rect = {x, y, x + width, y + height};
+
+    Connect(gtk, d.chooser, "response", OnResponse, &d);
+    Connect(gtk, d.chooser, "current-folder-changed", OnFolderChanged, &d);
+    Connect(gtk, d.chooser, "selection-changed", OnSelectionChanged, &d);
+    Connect(gtk, d.chooser, "configure-event", OnConfigure, &d);
+    return true;
+}
+
+void Destroy(Dialog &d) {
+    for (auto &w : d.windows) {
+        dialogWindows.erase(w->handle);
+        DestroyWindow(w->handle);
+    }
+    if (d.chooser != nullptr) {
+        d.gtk.widget_destroy(d.chooser);
+        while (d.gtk.main_context_pending(nullptr))
+            d.gtk.main_context_iteration(nullptr, FALSE);
+    }
+}
+
+BOOL RunDialog(LPOPENFILENAMEA record, bool save) {
+    if (record == nullptr || !KnownSize(record->lStructSize)) {
+        dialogError = CDERR_STRUCTSIZE;
+        return FALSE;
+    }
+    const GtkLibrary *gtk = StartGtk();
+    dialogError = CDERR_INITIALIZATION;
+    if (gtk == nullptr)
+        return FALSE;
+    Dialog d(*gtk, record, save);
+    if (!Build(d)) {
+        Destroy(d);
+        return FALSE;
+    }
+    dialogError = 0;
+    Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
+    Notify(d, CDN_INITDONE);
+    gtk->widget_show(d.chooser);
+    gtk->window_present(As<GtkWindow>(d.chooser));
+    Send(d.frame, WM_SHOWWINDOW, TRUE, 0);
+    d.live = true;
+    NotifyFolder(d);
+    const guint pump = gtk->timeout_add(10, PumpMessages, &d);
+    while (!d.ended)
+        gtk->main_context_iteration(nullptr, TRUE);
+    gtk->source_remove(pump);
+    Send(d.hookDialog, WM_DESTROY, 0, 0);
+    Send(d.frame, WM_DESTROY, 0, 0);
+    Destroy(d);
+    return d.result;
+}
+
 }  // namespace
 
 BOOL GetOpenFileNameA(LPOPENFILENAMEA record) {
-    return RunDialog(record);
+    return RunDialog(record, false);
 }
 
 BOOL GetSaveFileNameA(LPOPENFILENAMEA record) {
-    return RunDialog(record);
+    return RunDialog(record, true);
 }
 
 DWORD CommDlgExtendedError(void) {
     return dialogError;
 }
 
-HWND GetParent(HWND) {
-    return NoWindow<HWND>(nullptr);
+HWND GetParent(HWND window) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<HWND>(nullptr);
+    return w->parent != nullptr ? w->parent->handle : w->dialog->record->hwndOwner;
 }
 
-HWND GetDlgItem(HWND, int) {
-    return NoWindow<HWND>(nullptr);
+HWND GetDlgItem(HWND dialog, int id) {
+    DialogWindow *parent = Find(dialog);
+    if (parent == nullptr)
+        return NoWindow<HWND>(nullptr);
+    for (auto &w : parent->dialog->windows)
+        if (w->parent == parent && w->id == id && w->kind != Kind::HookDialog)
+            return w->handle;
+    SetLastError(ERROR_CONTROL_ID_NOT_FOUND);
+    return nullptr;
 }
 
-LRESULT SendMessageA(HWND, UINT, WPARAM, LPARAM) {
-    return NoWindow<LRESULT>(0);
+LRESULT SendMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    DialogWindow *w = Find(window);
+    return w != nullptr ? Send(w, message, wParam, lParam) : NoWindow<LRESULT>(0);
 }
 
-BOOL SetDlgItemTextA(HWND, int, LPCSTR) {
-    return NoWindow<BOOL>(FALSE);
+BOOL SetWindowTextA(HWND window, LPCSTR text) {
+    DialogWindow *w = Find(window);
+    return w != nullptr ? static_cast<BOOL>(Send(w, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text)))
+                        : NoWindow<BOOL>(FALSE);
 }
 
-UINT GetDlgItemTextA(HWND, int, char *buffer, int bufferMax) {
+BOOL SetDlgItemTextA(HWND dialog, int id, LPCSTR text) {
+    HWND item = GetDlgItem(dialog, id);
+    return item != nullptr && SetWindowTextA(item, text);
+}
+
+UINT GetDlgItemTextA(HWND dialog, int id, char *buffer, int bufferMax) {
     if (buffer != nullptr && bufferMax > 0)
         buffer[0] = '\0';  // Windows empties the buffer of a failed read
-    return NoWindow<UINT>(0);
+    HWND item = GetDlgItem(dialog, id);
+    if (item == nullptr || buffer == nullptr || bufferMax <= 0)
+        return 0;
+    return static_cast<UINT>(SendMessageA(item, WM_GETTEXT, static_cast<WPARAM>(bufferMax), reinterpret_cast<LPARAM>(buffer)));
 }
 
-BOOL SetWindowTextA(HWND, LPCSTR) {
-    return NoWindow<BOOL>(FALSE);
+void *GetPropA(HWND window, LPCSTR name) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<void *>(nullptr);
+    auto it = name != nullptr ? w->properties.find(name) : w->properties.end();
+    return it != w->properties.end() ? it->second : nullptr;
 }
 
-void *GetPropA(HWND, LPCSTR) {
-    return NoWindow<void *>(nullptr);
+BOOL SetPropA(HWND window, LPCSTR name, void *data) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<BOOL>(FALSE);
+    if (name == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    w->properties[name] = data;
+    return TRUE;
 }
 
-BOOL SetPropA(HWND, LPCSTR, void *) {
-    return NoWindow<BOOL>(FALSE);
+void *RemovePropA(HWND window, LPCSTR name) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<void *>(nullptr);
+    auto it = name != nullptr ? w->properties.find(name) : w->properties.end();
+    if (it == w->properties.end())
+        return nullptr;
+    void *data = it->second;
+    w->properties.erase(it);
+    return data;
 }
 
-void *RemovePropA(HWND, LPCSTR) {
-    return NoWindow<void *>(nullptr);
+LONG_PTR GetWindowLongPtrA(HWND window, int index) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<LONG_PTR>(0);
+    switch (index) {
+    case GWLP_WNDPROC:
+        return reinterpret_cast<LONG_PTR>(w->proc);
+    case GWL_STYLE:
+        return w->style;
+    case GWL_ID:
+        return w->id;
+    case GWLP_USERDATA:
+        return w->userData;
+    case DWLP_MSGRESULT:
+        return w->messageResult;
+    default:
+        SetLastError(ERROR_INVALID_INDEX);
+        return 0;
+    }
 }
 
-LONG_PTR GetWindowLongPtrA(HWND, int) {
-    return NoWindow<LONG_PTR>(0);
-}
-
-LONG_PTR SetWindowLongPtrA(HWND, int, LONG_PTR) {
-    return NoWindow<LONG_PTR>(0);
+LONG_PTR SetWindowLongPtrA(HWND window, int index, LONG_PTR value) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<LONG_PTR>(0);
+    const LONG_PTR old = GetWindowLongPtrA(window, index);
+    switch (index) {
+    case GWLP_WNDPROC:
+        w->proc = reinterpret_cast<WNDPROC>(value);
+        break;
+    case GWL_STYLE:
+        w->style = value;
+        break;
+    case GWL_ID:
+        w->id = static_cast<int>(value);
+        break;
+    case GWLP_USERDATA:
+        w->userData = value;
+        break;
+    case DWLP_MSGRESULT:
+        w->messageResult = value;
+        break;
+    default:
+        break;
+    }
+    return old;
 }
 
 LRESULT CallWindowProcA(WNDPROC proc, HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     return proc != nullptr ? proc(window, message, wParam, lParam) : 0;
 }
 
-BOOL GetWindowRect(HWND, RECT *) {
-    return NoWindow<BOOL>(FALSE);
+BOOL GetWindowRect(HWND window, RECT *rect) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr || rect == nullptr)
+        return NoWindow<BOOL>(FALSE);
+    const Dialog &d = *w->dialog;
+    *rect = d.rect;
+    if (w->kind != Kind::Frame && w->widget != nullptr && d.gtk.widget_get_realized(w->widget)) {
+        GtkAllocation area;
+        d.gtk.widget_get_allocation(w->widget, &area);
+        int x = 0, y = 0;
+        d.gtk.widget_translate_coordinates(w->widget, d.chooser, 0, 0, &x, &y);
+        *rect = {d.rect.left + x, d.rect.top + y, d.rect.left + x + area.width, d.rect.top + y + area.height};
+    }
+    return TRUE;
 }
 
-BOOL SetWindowPos(HWND, HWND, int, int, int, int, UINT) {
-    return NoWindow<BOOL>(FALSE);
+BOOL SetWindowPos(HWND window, HWND, int x, int y, int cx, int cy, UINT flags) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<BOOL>(FALSE);
+    if (w->kind != Kind::Frame)
+        return TRUE;  // the chooser lays out its own children
+    Dialog &d = *w->dialog;
+    const int width = (flags & SWP_NOSIZE) ? d.rect.right - d.rect.left : cx;
+    const int height = (flags & SWP_NOSIZE) ? d.rect.bottom - d.rect.top : cy;
+    if (!(flags & SWP_NOMOVE)) {
+        d.rect.left = x;
+        d.rect.top = y;
+        d.gtk.window_move(As<GtkWindow>(d.chooser), x, y);
+    }
+    if (!(flags & SWP_NOSIZE) && width > 0 && height > 0)
+        d.gtk.window_resize(As<GtkWindow>(d.chooser), width, height);
+    d.rect.right = d.rect.left + width;
+    d.rect.bottom = d.rect.top + height;
+    return TRUE;
 }
 
-BOOL ScreenToClient(HWND, POINT *) {
-    return NoWindow<BOOL>(FALSE);
+BOOL ScreenToClient(HWND window, POINT *point) {
+    RECT rect;
+    if (point == nullptr || !GetWindowRect(window, &rect))
+        return FALSE;
+    point->x -= rect.left;
+    point->y -= rect.top;
+    return TRUE;
 }
 
-BOOL InvalidateRect(HWND, const RECT *, BOOL) {
-    return NoWindow<BOOL>(FALSE);
+BOOL InvalidateRect(HWND window, const RECT *, BOOL) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<BOOL>(FALSE);
+    if (w->widget != nullptr)
+        w->dialog->gtk.widget_queue_draw(w->widget);
+    return TRUE;
 }
 
 BOOL OffsetRect(RECT *rect, int dx, int dy) {
@@ -147,38 +1176,84 @@ BOOL OffsetRect(RECT *rect, int dx, int dy) {
     return TRUE;
 }
 
-BOOL EnumChildWindows(HWND, WNDENUMPROC, LPARAM) {
-    return NoWindow<BOOL>(FALSE);
+// Every descendant of `parent`, parents before their children, as Windows
+// enumerates them; the list is taken first, so the callback may change the
+// windows.
+BOOL EnumChildWindows(HWND parent, WNDENUMPROC proc, LPARAM context) {
+    DialogWindow *root = Find(parent);
+    if (root == nullptr || proc == nullptr)
+        return NoWindow<BOOL>(FALSE);
+    std::vector<HWND> found;
+    std::vector<DialogWindow *> pending = {root};
+    while (!pending.empty()) {
+        DialogWindow *at = pending.back();
+        pending.pop_back();
+        for (auto it = root->dialog->windows.rbegin(); it != root->dialog->windows.rend(); ++it)
+            if ((*it)->parent == at)
+                pending.push_back(it->get());
+        if (at != root)
+            found.push_back(at->handle);
+    }
+    for (HWND child : found)
+        if (Find(child) != nullptr && !proc(child, context))
+            break;
+    return TRUE;
 }
 
-HWND GetWindow(HWND, UINT) {
-    return NoWindow<HWND>(nullptr);
+HWND GetWindow(HWND window, UINT relation) {
+    DialogWindow *w = Find(window);
+    if (w == nullptr)
+        return NoWindow<HWND>(nullptr);
+    const auto &windows = w->dialog->windows;
+    if (relation == GW_CHILD) {
+        for (auto &child : windows)
+            if (child->parent == w)
+                return child->handle;
+    } else if (relation == GW_HWNDNEXT) {
+        bool passed = false;
+        for (auto &sibling : windows) {
+            if (passed && sibling->parent == w->parent)
+                return sibling->handle;
+            passed = passed || sibling.get() == w;
+        }
+    }
+    return nullptr;
 }
 
-int GetDlgCtrlID(HWND) {
-    return NoWindow<int>(0);
+int GetDlgCtrlID(HWND window) {
+    DialogWindow *w = Find(window);
+    return w != nullptr ? w->id : NoWindow<int>(0);
 }
 
-int GetClassNameA(HWND, LPSTR buffer, int bufferMax) {
+int GetClassNameA(HWND window, LPSTR buffer, int bufferMax) {
+    DialogWindow *w = Find(window);
     if (buffer != nullptr && bufferMax > 0)
         buffer[0] = '\0';
-    return NoWindow<int>(0);
+    if (w == nullptr)
+        return NoWindow<int>(0);
+    return static_cast<int>(CopyOut(ClassOf(w->kind), static_cast<WPARAM>(std::max(bufferMax, 0)), reinterpret_cast<LPARAM>(buffer)));
 }
 
-int GetSystemMetrics(int) {
-    return 0;
+int GetSystemMetrics(int index) {
+    return index == SM_CXSCREEN ? ScreenWidth() : index == SM_CYSCREEN ? ScreenHeight() : 0;
 }
 
-HDC GetDC(HWND) {
-    return NoWindow<HDC>(nullptr);
+// The screen's device context, the one there is: a dialog's window or
+// null (the screen) gets it while a display is open.
+HDC GetDC(HWND window) {
+    if (window != nullptr && Find(window) == nullptr)
+        return NoWindow<HDC>(nullptr);
+    return ScreenWidth() > 0 ? reinterpret_cast<HDC>(static_cast<uintptr_t>(1)) : nullptr;
 }
 
-int ReleaseDC(HWND, HDC) {
-    return 0;
+int ReleaseDC(HWND, HDC dc) {
+    return dc != nullptr ? 1 : 0;
 }
 
-int GetDeviceCaps(HDC, int) {
-    return 0;
+int GetDeviceCaps(HDC dc, int index) {
+    if (dc == nullptr)
+        return 0;
+    return index == HORZRES ? ScreenWidth() : index == VERTRES ? ScreenHeight() : 0;
 }
 
 HICON LoadIconA(HINSTANCE, LPCSTR) {
@@ -186,12 +1261,24 @@ HICON LoadIconA(HINSTANCE, LPCSTR) {
     return nullptr;
 }
 
-HHOOK SetWindowsHookExA(int, HOOKPROC, HINSTANCE, DWORD) {
-    return NoWindow<HHOOK>(nullptr);
+// A message hook is accepted and kept, and never called: the chooser makes
+// no Win32 windows that it could watch.
+HHOOK SetWindowsHookExA(int, HOOKPROC proc, HINSTANCE, DWORD) {
+    if (proc == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    const uintptr_t hook = nextMessageHook++;
+    messageHooks.insert(hook);
+    return reinterpret_cast<HHOOK>(hook);
 }
 
-BOOL UnhookWindowsHookEx(HHOOK) {
-    return NoWindow<BOOL>(FALSE);
+BOOL UnhookWindowsHookEx(HHOOK hook) {
+    if (messageHooks.erase(reinterpret_cast<uintptr_t>(hook)) == 0) {
+        SetLastError(ERROR_INVALID_HOOK_HANDLE);
+        return FALSE;
+    }
+    return TRUE;
 }
 
 LRESULT CallNextHookEx(HHOOK, int, WPARAM, LPARAM) {

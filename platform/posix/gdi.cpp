@@ -3,9 +3,9 @@
 // There is no display on this side, so a bitmap is only what the library
 // needs of one: an object that an application makes, hands over (the
 // expand button's image, SetFileSelectorExpandBitmap) and that whoever
-// owns it ends with DeleteObject.  A bitmap keeps its pixels, in the
-// layout of a Windows device-dependent bitmap (rows padded to 16 bits),
-// and nothing reads them yet.
+// owns it ends with DeleteObject.  A bitmap keeps its size and its pixels,
+// in the layout of a Windows device-dependent bitmap (rows padded to 16
+// bits); the file chooser reads them to show the image on its button.
 //
 // What follows Win32: the handle is the object's until DeleteObject, which
 // returns TRUE once and FALSE for any handle that names no bitmap, so that
@@ -17,7 +17,7 @@
 // can select them; the table lives as long as the process, with a lock, so
 // any thread may make and end bitmaps (on Windows a GDI object belongs to
 // the process as well).
-#include "platform/win32.h"
+#include "platform/posix/windows.h"
 
 #include <stdint.h>
 #include <string.h>
@@ -30,7 +30,7 @@ namespace {
 
 struct BitmapTable {
     std::mutex lock;
-    std::unordered_map<uintptr_t, std::vector<unsigned char>> bitmaps;
+    std::unordered_map<uintptr_t, BitmapPixels> bitmaps;
     uintptr_t nextHandle = 0x10000;
 };
 
@@ -56,7 +56,7 @@ HBITMAP CreateBitmap(int width, int height, UINT planes, UINT bitsPerPixel, cons
     std::lock_guard<std::mutex> hold(table.lock);
     const uintptr_t handle = table.nextHandle;
     table.nextHandle += 4;
-    table.bitmaps.emplace(handle, std::move(pixels));
+    table.bitmaps.emplace(handle, BitmapPixels{width, height, static_cast<int>(bitsPerPixel), std::move(pixels)});
     return reinterpret_cast<HBITMAP>(handle);
 }
 
@@ -67,7 +67,17 @@ BOOL DeleteObject(HGDIOBJ object) {
     auto it = table.bitmaps.find(reinterpret_cast<uintptr_t>(object));
     if (it == table.bitmaps.end())
         return FALSE;
-    pixels.swap(it->second);
+    pixels.swap(it->second.bits);
     table.bitmaps.erase(it);
     return TRUE;
+}
+
+bool ReadBitmap(HBITMAP bitmap, BitmapPixels *pixels) {
+    BitmapTable &table = Bitmaps();
+    std::lock_guard<std::mutex> hold(table.lock);
+    auto it = table.bitmaps.find(reinterpret_cast<uintptr_t>(bitmap));
+    if (it == table.bitmaps.end())
+        return false;
+    *pixels = it->second;
+    return true;
 }

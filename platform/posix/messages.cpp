@@ -67,7 +67,7 @@
 // to its thread: a thread_local object's destructor frees it, and the
 // thread's windows, when the thread ends.  A call made after that, from a
 // thread_local destructor that runs later, finds no queue and makes none.
-#include "platform/win32.h"
+#include "platform/posix/windows.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -339,4 +339,20 @@ int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax) {
     text.copy(buffer, count);
     buffer[count] = '\0';
     return static_cast<int>(count);
+}
+
+bool TakeWindowMessage(MSG *msg, bool (*accept)(HWND window, void *context), void *context) {
+    Registry &registry = TheRegistry();
+    std::lock_guard<std::mutex> hold(registry.lock);
+    Queue *queue = OwnQueue(registry);
+    if (queue == nullptr)
+        return false;
+    for (auto it = queue->posted.begin(); it != queue->posted.end(); ++it) {
+        if (it->hwnd != nullptr && accept(it->hwnd, context)) {
+            *msg = *it;
+            queue->posted.erase(it);
+            return true;
+        }
+    }
+    return false;
 }
