@@ -3,6 +3,7 @@
 #include <CommonVcZq.h>
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -505,16 +506,32 @@ static void Failures() {
     }
 }
 
+// The tour's hook on the file dialog: it notes that the dialog came up,
+// and in CI (where the variable CI is set, as CI services set it) closes it
+// at once, so that the tour never waits for a click.
+static bool dialogCameUp = false;
+
+static unsigned int TourHook(FileSelectorInfo *, HWND dialog, unsigned int message, WPARAM, LPARAM lParam) {
+    if (message == WM_NOTIFY && reinterpret_cast<NMHDR *>(lParam)->code == CDN_INITDONE) {
+        dialogCameUp = true;
+        if (getenv("CI") != nullptr)
+            PostMessageA(GetParent(dialog), WM_COMMAND, IDCANCEL, 0);
+    }
+    return 0;
+}
+
 static void ChoosingAFile() {
     Stop("The file dialog: the user's choice, or why there is none");
     FileSelectorInfo info;
     info.title = "Pick any file for the tour";
     info.filter = "All files|*.*";
+    info.userHook = TourHook;
     if (UserSelectsFile(info))
         printf("chosen: %s in %s\n", info.selectedFiles.GetFirst()->c_str(), info.selectedFolder.c_str());
-    else if (info.error != 0)
-        printf("no dialog could open here (error %u): no display, or no file chooser; going on\n",
-               static_cast<unsigned>(info.error));
+    else if (!dialogCameUp)  // Windows reports an error; wine without a screen none
+        printf("no display here, so no dialog (error %u); going on\n", static_cast<unsigned>(info.error));
+    else if (getenv("CI") != nullptr)
+        printf("the dialog came up and, this being CI, closed itself\n");
     else
         printf("nothing chosen\n");
 }
