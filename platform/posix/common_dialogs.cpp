@@ -196,7 +196,9 @@ struct Dialog {
     std::string notifiedFolder;  // the folder of the last CDN_FOLDERCHANGE
     std::vector<std::unique_ptr<std::string>> masks;  // of each filter, for matching
     std::vector<GtkFileFilter *> filters;
-    bool live = false;     // notifications go out after CDN_INITDONE
+    bool configured = false;  // the window system has placed the frame
+    bool waited = false;      // the wait for that is over
+    bool live = false;        // notifications go out after CDN_INITDONE
     bool ended = false;
     BOOL result = FALSE;
     bool settingCombo = false;
@@ -698,13 +700,15 @@ void OnFolderChanged(GtkFileChooser *, gpointer data) {
     NotifyFolder(d);
 }
 
-// A selection of files fills the name box of an open dialog, as the list
-// of Windows fills it; a selection that holds none leaves it.
+// A selection of files that the user makes fills the name box of an open
+// dialog, as the list of Windows fills it.  GTK also selects on its own,
+// the first file of a folder it has loaded, with no input event behind
+// it; that, and a selection that holds no file, leave the name box.
 void OnSelectionChanged(GtkFileChooser *, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
     if (!d.live)
         return;
-    if (!d.save) {
+    if (!d.save && d.gtk.get_current_event_time() != GDK_CURRENT_TIME) {
         std::vector<std::string> files;
         for (const std::string &name : ChooserSelection(d))
             if (!IsFolder(name))
@@ -723,6 +727,7 @@ void OnSelectionChanged(GtkFileChooser *, gpointer data) {
 gboolean OnConfigure(GtkWidget *, GdkEventConfigure *event, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
     d.rect = {event->x, event->y, event->x + event->width, event->y + event->height};
+    d.configured = true;
     return FALSE;
 }
 
@@ -758,6 +763,11 @@ gboolean MatchesMasks(const GtkFileFilterInfo *info, gpointer data) {
         start = end + 1;
     }
     return FALSE;
+}
+
+gboolean StopWaiting(gpointer data) {
+    static_cast<Dialog *>(data)->waited = true;
+    return G_SOURCE_REMOVE;
 }
 
 bool IsWindowOf(HWND handle, void *data) {
@@ -953,10 +963,18 @@ BOOL RunDialog(LPOPENFILENAMEA record, bool save) {
         return FALSE;
     }
     dialogError = 0;
-    Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
-    Notify(d, CDN_INITDONE);
+    // The chooser takes its size when it maps, so it is shown first and
+    // the hook hears of it once the window system has placed it (or after
+    // two seconds without word): its rectangle is then the real one.
     gtk->widget_show(d.chooser);
     gtk->window_present(As<GtkWindow>(d.chooser));
+    const guint wait = gtk->timeout_add(2000, StopWaiting, &d);
+    while (!d.configured && !d.waited)
+        gtk->main_context_iteration(nullptr, TRUE);
+    if (!d.waited)
+        gtk->source_remove(wait);
+    Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
+    Notify(d, CDN_INITDONE);
     Send(d.frame, WM_SHOWWINDOW, TRUE, 0);
     d.live = true;
     NotifyFolder(d);
