@@ -90,6 +90,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <memory>
 #include <set>
@@ -196,10 +197,13 @@ struct Dialog {
     std::string notifiedFolder;  // the folder of the last CDN_FOLDERCHANGE
     std::vector<std::unique_ptr<std::string>> masks;  // of each filter, for matching
     std::vector<GtkFileFilter *> filters;
-    bool live = false;     // notifications go out after CDN_INITDONE
+    bool configured = false;  // the window system has placed the frame
+    bool waited = false;      // the wait for that is over
+    bool live = false;        // notifications go out after CDN_INITDONE
     bool ended = false;
     BOOL result = FALSE;
     bool settingCombo = false;
+    std::exception_ptr failure;  // raised by the hook, raised again at the end
 };
 
 // The windows of the dialogs running on this thread.
@@ -403,6 +407,20 @@ void NotifyFolder(Dialog &d) {
 void End(Dialog &d, BOOL result) {
     d.result = result;
     d.ended = true;
+}
+
+// Runs `action`, which may reach the caller's hook.  An exception must not
+// cross GTK's C frames: it ends the dialog, and the dialog call raises it
+// again once its windows are gone.
+template <typename Action>
+void Guarded(Dialog &d, Action action) {
+    try {
+        action();
+    } catch (...) {
+        if (!d.failure)
+            d.failure = std::current_exception();
+        End(d, FALSE);
+    }
 }
 
 int FilterIndex(const Dialog &d) {
@@ -680,13 +698,12 @@ LRESULT CALLBACK DialogWindowProc(HWND handle, UINT message, WPARAM wParam, LPAR
 
 void OnResponse(GtkDialog *, gint response, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
-    if (response == GTK_RESPONSE_ACCEPT) {
-        std::vector<std::string> natives = ChooserSelection(d);
-        if (!natives.empty())
+    Guarded(d, [&] {
+        if (response != GTK_RESPONSE_ACCEPT)
+            End(d, FALSE);
+        else if (std::vector<std::string> natives = ChooserSelection(d); !natives.empty())
             Complete(d, natives);
-    } else {
-        End(d, FALSE);
-    }
+    });
 }
 
 void OnFolderChanged(GtkFileChooser *, gpointer data) {
@@ -695,16 +712,18 @@ void OnFolderChanged(GtkFileChooser *, gpointer data) {
     if (folder != nullptr)
         d.folder = folder;
     d.gtk.free(folder);
-    NotifyFolder(d);
+    Guarded(d, [&] { NotifyFolder(d); });
 }
 
-// A selection of files fills the name box of an open dialog, as the list
-// of Windows fills it; a selection that holds none leaves it.
+// A selection of files that the user makes fills the name box of an open
+// dialog, as the list of Windows fills it.  GTK also selects on its own,
+// the first file of a folder it has loaded, with no input event behind
+// it; that, and a selection that holds no file, leave the name box.
 void OnSelectionChanged(GtkFileChooser *, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
     if (!d.live)
         return;
-    if (!d.save) {
+    if (!d.save && d.gtk.get_current_event_time() != GDK_CURRENT_TIME) {
         std::vector<std::string> files;
         for (const std::string &name : ChooserSelection(d))
             if (!IsFolder(name))
@@ -717,19 +736,27 @@ void OnSelectionChanged(GtkFileChooser *, gpointer data) {
                 d.nameBox->text += (d.nameBox->text.empty() ? "\"" : " \"") + name + "\"";
         }
     }
-    Notify(d, CDN_SELCHANGE);
+    Guarded(d, [&] { Notify(d, CDN_SELCHANGE); });
 }
 
 gboolean OnConfigure(GtkWidget *, GdkEventConfigure *event, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
     d.rect = {event->x, event->y, event->x + event->width, event->y + event->height};
+    d.configured = true;
     return FALSE;
 }
 
+// A template control tells the hook's dialog, as a Windows control tells
+// its parent.
+void Command(DialogWindow &w, unsigned int notification) {
+    Guarded(*w.dialog, [&] {
+        Send(w.dialog->hookDialog, WM_COMMAND, MAKEWPARAM(static_cast<unsigned>(w.id), notification),
+             reinterpret_cast<LPARAM>(w.handle));
+    });
+}
+
 void OnControlClicked(GtkButton *, gpointer data) {
-    DialogWindow &w = *static_cast<DialogWindow *>(data);
-    Send(w.dialog->hookDialog, WM_COMMAND, MAKEWPARAM(static_cast<unsigned>(w.id), BN_CLICKED),
-         reinterpret_cast<LPARAM>(w.handle));
+    Command(*static_cast<DialogWindow *>(data), BN_CLICKED);
 }
 
 void OnComboChanged(GtkComboBox *, gpointer data) {
@@ -737,8 +764,7 @@ void OnComboChanged(GtkComboBox *, gpointer data) {
     if (w.dialog->settingCombo)
         return;
     w.selected = w.dialog->gtk.combo_box_get_active(As<GtkComboBox>(w.widget));
-    Send(w.dialog->hookDialog, WM_COMMAND, MAKEWPARAM(static_cast<unsigned>(w.id), CBN_SELCHANGE),
-         reinterpret_cast<LPARAM>(w.handle));
+    Command(w, CBN_SELCHANGE);
 }
 
 gboolean MatchesMasks(const GtkFileFilterInfo *info, gpointer data) {
@@ -760,6 +786,11 @@ gboolean MatchesMasks(const GtkFileFilterInfo *info, gpointer data) {
     return FALSE;
 }
 
+gboolean StopWaiting(gpointer data) {
+    static_cast<Dialog *>(data)->waited = true;
+    return G_SOURCE_REMOVE;
+}
+
 bool IsWindowOf(HWND handle, void *data) {
     DialogWindow *w = Find(handle);
     return w != nullptr && w->dialog == data;
@@ -770,7 +801,7 @@ gboolean PumpMessages(gpointer data) {
     MSG msg;
     while (!d.ended && TakeWindowMessage(&msg, IsWindowOf, &d)) {
         if (DialogWindow *w = Find(msg.hwnd))
-            Send(w, msg.message, msg.wParam, msg.lParam);
+            Guarded(d, [&] { Send(w, msg.message, msg.wParam, msg.lParam); });
     }
     return G_SOURCE_CONTINUE;
 }
@@ -953,20 +984,34 @@ BOOL RunDialog(LPOPENFILENAMEA record, bool save) {
         return FALSE;
     }
     dialogError = 0;
-    Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
-    Notify(d, CDN_INITDONE);
+    // The chooser takes its size when it maps, so it is shown first and
+    // the hook hears of it once the window system has placed it (or after
+    // two seconds without word): its rectangle is then the real one.
     gtk->widget_show(d.chooser);
     gtk->window_present(As<GtkWindow>(d.chooser));
-    Send(d.frame, WM_SHOWWINDOW, TRUE, 0);
-    d.live = true;
-    NotifyFolder(d);
+    const guint wait = gtk->timeout_add(2000, StopWaiting, &d);
+    while (!d.configured && !d.waited)
+        gtk->main_context_iteration(nullptr, TRUE);
+    if (!d.waited)
+        gtk->source_remove(wait);
+    Guarded(d, [&] {
+        Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
+        Notify(d, CDN_INITDONE);
+        Send(d.frame, WM_SHOWWINDOW, TRUE, 0);
+        d.live = true;
+        NotifyFolder(d);
+    });
     const guint pump = gtk->timeout_add(10, PumpMessages, &d);
     while (!d.ended)
         gtk->main_context_iteration(nullptr, TRUE);
     gtk->source_remove(pump);
-    Send(d.hookDialog, WM_DESTROY, 0, 0);
-    Send(d.frame, WM_DESTROY, 0, 0);
+    Guarded(d, [&] {
+        Send(d.hookDialog, WM_DESTROY, 0, 0);
+        Send(d.frame, WM_DESTROY, 0, 0);
+    });
     Destroy(d);
+    if (d.failure)
+        std::rethrow_exception(d.failure);
     return d.result;
 }
 

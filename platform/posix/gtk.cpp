@@ -95,6 +95,7 @@ bool BindAll(void *library, GtkLibrary &gtk) {
            Bind(library, gtk.file_filter_new, "gtk_file_filter_new") &&
            Bind(library, gtk.file_filter_set_name, "gtk_file_filter_set_name") &&
            Bind(library, gtk.file_filter_add_custom, "gtk_file_filter_add_custom") &&
+           Bind(library, gtk.get_current_event_time, "gtk_get_current_event_time") &&
            Bind(library, gtk.screen_get_default, "gdk_screen_get_default") &&
            Bind(library, gtk.screen_get_root_window, "gdk_screen_get_root_window") &&
            Bind(library, gtk.window_get_width, "gdk_window_get_width") &&

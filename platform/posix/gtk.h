@@ -71,6 +71,7 @@ struct GtkLibrary {
     decltype(&gtk_file_filter_new) file_filter_new;
     decltype(&gtk_file_filter_set_name) file_filter_set_name;
     decltype(&gtk_file_filter_add_custom) file_filter_add_custom;
+    decltype(&gtk_get_current_event_time) get_current_event_time;
     decltype(&gdk_screen_get_default) screen_get_default;
     decltype(&gdk_screen_get_root_window) screen_get_root_window;
     decltype(&gdk_window_get_width) window_get_width;
