@@ -16,7 +16,7 @@
 #include "temp_folder.h"
 #include "test_support.h"
 
-#include <stdio.h>
+#include <ctype.h>
 #include <stdlib.h>
 
 #include <string>
@@ -231,7 +231,7 @@ TEST_F(FileDialog, ThreeFilesAtOnce) {
     info.filterIndex = 5;  // beyond the one type: the first
     EXPECT_NE(Drive(info, "\"a.txt\" \"b.txt\" \"c.txt\"", IDOK), 0) << info.error;
     EXPECT_EQ(seen.initDone, 1);
-    ASSERT_EQ(info.selectedFiles.GetCount(), 3) << info.selectedFiles.GetFirst()->c_str();
+    ASSERT_EQ(info.selectedFiles.GetCount(), 3);
     EXPECT_EQ(info.HasMultiSelection(), 1);
     std::string names;
     for (FileName *file = info.selectedFiles.GetFirst(); file != nullptr; file = info.selectedFiles.GetNext(file))
@@ -481,8 +481,8 @@ TEST_F(FileDialog, TheSelectedFileIsFollowed) {
     EXPECT_TRUE(SameName(*info.selectedFiles.GetFirst(), files + "\\one.txt"));
 }
 
-// Shows a dialog under `title` with the template, in a folder of a few
-// files, and returns once something outside has closed it.
+// Shows the dialog of `info` under `title`, starting in `files`, with a
+// hook that only counts; returns once something outside has closed it.
 int ShowUntilClosed(const std::string &title, const std::string &files, FileSelectorInfo &info) {
     info.title = title.c_str();
     info.initialFolder = files.c_str();
@@ -524,8 +524,9 @@ TEST_F(FileDialog, ANameTypedOnTheKeyboardIsTheChoice) {
     const std::string files = Folder("files", {});
     const std::string title = "Save the typed file " + std::to_string(getpid());
     const std::string find = "xdotool search --sync --name '^" + title + "$'";
-    const std::string keys = "(timeout 30 " + find + " windowfocus --sync type --delay 20 --args 1 typed.txt key Return;" +
-                             " sleep 10; timeout 5 " + find + " windowfocus key Escape) >/dev/null 2>&1 &";
+    const std::string keys = "(timeout 30 " + find + " windowfocus --sync type --delay 20 --args 1 typed.txt" +
+                             " key Return; sleep 10; timeout 5 " + find + " windowfocus key Escape)" +
+                             " >/dev/null 2>&1 &";
     ASSERT_EQ(system(keys.c_str()), 0);
     FileSelectorInfo info;
     info.dialogType = 1;
