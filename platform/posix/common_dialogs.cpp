@@ -47,7 +47,8 @@
 // replaces and CallWindowProcA reaches, so a subclass sees what the layer
 // sends: the hook gets WM_INITDIALOG with the record, then CDN_INITDONE,
 // then the frame WM_SHOWWINDOW, then the hook CDN_FOLDERCHANGE for the
-// start folder, and later CDN_FOLDERCHANGE and CDN_SELCHANGE as the user
+// start folder (and CDN_SELCHANGE if the chooser has already selected the
+// file offered in lpstrFile), and later CDN_FOLDERCHANGE and CDN_SELCHANGE as the user
 // moves, WM_COMMAND for the template's controls (BN_CLICKED,
 // CBN_SELCHANGE), CDN_FILEOK before the dialog accepts (DWLP_MSGRESULT
 // not 0 refuses), and WM_DESTROY, first the hook's dialog, then the frame.
@@ -200,6 +201,7 @@ struct Dialog {
     bool configured = false;  // the window system has placed the frame
     bool waited = false;      // the wait for that is over
     bool live = false;        // notifications go out after CDN_INITDONE
+    bool selectedEarly = false;  // the selection changed before that
     bool ended = false;
     BOOL result = FALSE;
     bool settingCombo = false;
@@ -696,14 +698,28 @@ LRESULT CALLBACK DialogWindowProc(HWND handle, UINT message, WPARAM wParam, LPAR
 
 // ---- GTK's signals
 
+// The chooser's own accept, by its button or by Enter.  A save dialog
+// takes the name entry, which GTK may not have joined to the folder yet
+// when Enter follows the typing at once; an open dialog the selection
+// that GTK has checked, else the name box.
 void OnResponse(GtkDialog *, gint response, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
     Guarded(d, [&] {
+        std::vector<std::string> natives;
         if (response != GTK_RESPONSE_ACCEPT)
             End(d, FALSE);
-        else if (std::vector<std::string> natives = ChooserSelection(d); !natives.empty())
+        else if (!d.save && !(natives = ChooserSelection(d)).empty())
             Complete(d, natives);
+        else
+            Accept(d);
     });
+}
+
+// Closing the window (Escape, or the window system's close) is a cancel;
+// the window stays until the dialog call takes it down.
+gboolean OnDelete(GtkWidget *, GdkEvent *, gpointer data) {
+    End(*static_cast<Dialog *>(data), FALSE);
+    return TRUE;
 }
 
 void OnFolderChanged(GtkFileChooser *, gpointer data) {
@@ -721,8 +737,10 @@ void OnFolderChanged(GtkFileChooser *, gpointer data) {
 // it; that, and a selection that holds no file, leave the name box.
 void OnSelectionChanged(GtkFileChooser *, gpointer data) {
     Dialog &d = *static_cast<Dialog *>(data);
-    if (!d.live)
+    if (!d.live) {
+        d.selectedEarly = true;
         return;
+    }
     if (!d.save && d.gtk.get_current_event_time() != GDK_CURRENT_TIME) {
         std::vector<std::string> files;
         for (const std::string &name : ChooserSelection(d))
@@ -915,6 +933,36 @@ void SetStart(Dialog &d) {
         gtk.file_chooser_select_filename(As<GtkFileChooser>(d.chooser), Resolve(d, name).c_str());
 }
 
+// The dialog's size, as large as the common dialog of Windows with a
+// template: GTK's own default fills most of a small screen.
+const int kWidth = 760;
+const int kHeight = 540;
+
+// Gives the frame `width` x `height`, no more than the screen less 60
+// pixels each way, in the middle of the screen.
+void Place(Dialog &d, int width, int height) {
+    if (ScreenWidth() > 0) {
+        width = std::min(width, ScreenWidth() - 60);
+        height = std::min(height, ScreenHeight() - 60);
+    }
+    const int x = std::max(0, (ScreenWidth() - width) / 2), y = std::max(0, (ScreenHeight() - height) / 2);
+    d.gtk.window_move(As<GtkWindow>(d.chooser), x, y);
+    d.gtk.window_resize(As<GtkWindow>(d.chooser), width, height);
+    d.rect = {x, y, x + width, y + height};
+}
+
+// Runs GTK until the window system has placed the frame, or for two
+// seconds without word.
+void AwaitPlacement(Dialog &d) {
+    d.configured = false;
+    d.waited = false;
+    const guint wait = d.gtk.timeout_add(2000, StopWaiting, &d);
+    while (!d.configured && !d.waited)
+        d.gtk.main_context_iteration(nullptr, TRUE);
+    if (!d.waited)
+        d.gtk.source_remove(wait);
+}
+
 bool Build(Dialog &d) {
     const GtkLibrary &gtk = d.gtk;
     const OPENFILENAMEA &r = *d.record;
@@ -942,18 +990,15 @@ bool Build(Dialog &d) {
     AddExtraArea(d);
     SetStart(d);
 
-    // A size of its own and the middle of the screen, so that the frame
-    // has a rectangle before it shows.
-    const int width = std::min(760, std::max(ScreenWidth(), 400)), height = std::min(540, std::max(ScreenHeight(), 300));
-    const int x = std::max(0, (ScreenWidth() - width) / 2), y = std::max(0, (ScreenHeight() - height) / 2);
-    gtk.window_set_default_size(As<GtkWindow>(d.chooser), width, height);
-    gtk.window_move(As<GtkWindow>(d.chooser), x, y);
-    d.rect = {x, y, x + width, y + height};
+    gtk.window_set_default_size(As<GtkWindow>(d.chooser), kWidth, kHeight);
+    Place(d, kWidth, kHeight);
 
     Connect(gtk, d.chooser, "response", OnResponse, &d);
     Connect(gtk, d.chooser, "current-folder-changed", OnFolderChanged, &d);
     Connect(gtk, d.chooser, "selection-changed", OnSelectionChanged, &d);
     Connect(gtk, d.chooser, "configure-event", OnConfigure, &d);
+    Connect(gtk, d.chooser, "delete-event", OnDelete, &d);
+    gtk.dialog_set_default_response(As<GtkDialog>(d.chooser), GTK_RESPONSE_ACCEPT);
     return true;
 }
 
@@ -984,22 +1029,24 @@ BOOL RunDialog(LPOPENFILENAMEA record, bool save) {
         return FALSE;
     }
     dialogError = 0;
-    // The chooser takes its size when it maps, so it is shown first and
-    // the hook hears of it once the window system has placed it (or after
-    // two seconds without word): its rectangle is then the real one.
+    // The chooser takes a size of its own when it maps, so it is shown
+    // first, given its size again, and the hook hears of it once the
+    // window system has placed it: its rectangle is then the real one.
     gtk->widget_show(d.chooser);
     gtk->window_present(As<GtkWindow>(d.chooser));
-    const guint wait = gtk->timeout_add(2000, StopWaiting, &d);
-    while (!d.configured && !d.waited)
-        gtk->main_context_iteration(nullptr, TRUE);
-    if (!d.waited)
-        gtk->source_remove(wait);
+    AwaitPlacement(d);
+    if (d.rect.right - d.rect.left != kWidth || d.rect.bottom - d.rect.top != kHeight) {
+        Place(d, kWidth, kHeight);
+        AwaitPlacement(d);
+    }
     Guarded(d, [&] {
         Send(d.hookDialog, WM_INITDIALOG, 0, reinterpret_cast<LPARAM>(record));
         Notify(d, CDN_INITDONE);
         Send(d.frame, WM_SHOWWINDOW, TRUE, 0);
         d.live = true;
         NotifyFolder(d);
+        if (d.selectedEarly)
+            Notify(d, CDN_SELCHANGE);
     });
     const guint pump = gtk->timeout_add(10, PumpMessages, &d);
     while (!d.ended)

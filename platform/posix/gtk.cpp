@@ -40,7 +40,7 @@ bool BindAll(void *library, GtkLibrary &gtk) {
            Bind(library, gtk.init_check, "gtk_init_check") &&
            Bind(library, gtk.file_chooser_dialog_new, "gtk_file_chooser_dialog_new") &&
            Bind(library, gtk.dialog_get_widget_for_response, "gtk_dialog_get_widget_for_response") &&
-           Bind(library, gtk.dialog_response, "gtk_dialog_response") &&
+           Bind(library, gtk.dialog_set_default_response, "gtk_dialog_set_default_response") &&
            Bind(library, gtk.widget_destroy, "gtk_widget_destroy") &&
            Bind(library, gtk.widget_show, "gtk_widget_show") &&
            Bind(library, gtk.widget_show_all, "gtk_widget_show_all") &&
@@ -50,7 +50,6 @@ bool BindAll(void *library, GtkLibrary &gtk) {
            Bind(library, gtk.widget_get_allocation, "gtk_widget_get_allocation") &&
            Bind(library, gtk.widget_get_realized, "gtk_widget_get_realized") &&
            Bind(library, gtk.widget_translate_coordinates, "gtk_widget_translate_coordinates") &&
-           Bind(library, gtk.widget_set_sensitive, "gtk_widget_set_sensitive") &&
            Bind(library, gtk.window_get_title, "gtk_window_get_title") &&
            Bind(library, gtk.window_set_title, "gtk_window_set_title") &&
            Bind(library, gtk.window_move, "gtk_window_move") &&

@@ -16,7 +16,7 @@ struct GtkLibrary {
     decltype(&gtk_init_check) init_check;
     decltype(&gtk_file_chooser_dialog_new) file_chooser_dialog_new;
     decltype(&gtk_dialog_get_widget_for_response) dialog_get_widget_for_response;
-    decltype(&gtk_dialog_response) dialog_response;
+    decltype(&gtk_dialog_set_default_response) dialog_set_default_response;
     decltype(&gtk_widget_destroy) widget_destroy;
     decltype(&gtk_widget_show) widget_show;
     decltype(&gtk_widget_show_all) widget_show_all;
@@ -26,7 +26,6 @@ struct GtkLibrary {
     decltype(&gtk_widget_get_allocation) widget_get_allocation;
     decltype(&gtk_widget_get_realized) widget_get_realized;
     decltype(&gtk_widget_translate_coordinates) widget_translate_coordinates;
-    decltype(&gtk_widget_set_sensitive) widget_set_sensitive;
     decltype(&gtk_window_get_title) window_get_title;
     decltype(&gtk_window_set_title) window_set_title;
     decltype(&gtk_window_move) window_move;
