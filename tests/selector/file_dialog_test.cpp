@@ -235,7 +235,7 @@ TEST_F(FileDialog, ThreeFilesAtOnce) {
     EXPECT_EQ(info.HasMultiSelection(), 1);
     std::string names;
     for (FileName *file = info.selectedFiles.GetFirst(); file != nullptr; file = info.selectedFiles.GetNext(file))
-        names += std::string(file->GetTitle(1).c_str()) + " ";
+        names += std::string(String(file->GetTitle(1)).c_str()) + " ";
     EXPECT_EQ(names, "a.txt b.txt c.txt ");
     EXPECT_TRUE(SameName(info.selectedFiles.GetFirst()->GetPath(), files));
     EXPECT_TRUE(SameName(info.selectedFolder, files));
