@@ -256,6 +256,7 @@ enum : DWORD {
     OFN_NONETWORKBUTTON = 0x20000,
     CDERR_STRUCTSIZE = 0x1,
     CDERR_INITIALIZATION = 0x2,
+    FNERR_BUFFERTOOSMALL = 0x3003,
 };
 
 // Messages, notifications and control ids of the dialog.
@@ -300,6 +301,7 @@ enum : UINT {
 };
 enum : int {
     CB_ERR = -1,
+    DWLP_MSGRESULT = 0,
     GWL_STYLE = -16,
     SM_CXSCREEN = 0,
     SM_CYSCREEN = 1,
@@ -340,6 +342,9 @@ CVZ_API BOOL ScreenToClient(HWND window, POINT *point);
 CVZ_API BOOL EnumChildWindows(HWND parent, WNDENUMPROC proc, LPARAM context);
 CVZ_API HWND GetWindow(HWND window, UINT relation);
 CVZ_API LONG_PTR GetWindowLongPtrA(HWND window, int index);
+// A hook that answers CDN_FILEOK with DWLP_MSGRESULT not 0 keeps the
+// dialog open, as on Windows.
+CVZ_API LONG_PTR SetWindowLongPtrA(HWND window, int index, LONG_PTR value);
 CVZ_API int GetDlgCtrlID(HWND window);
 // The screen's size while a display is open, else 0.
 CVZ_API int GetSystemMetrics(int index);

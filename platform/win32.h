@@ -764,7 +764,6 @@ enum : UINT {
 };
 
 extern "C" {
-LONG_PTR SetWindowLongPtrA(HWND window, int index, LONG_PTR value);
 LRESULT CallWindowProcA(WNDPROC proc, HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 BOOL InvalidateRect(HWND window, const RECT *rect, BOOL erase);
 BOOL OffsetRect(RECT *rect, int dx, int dy);

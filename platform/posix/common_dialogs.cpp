@@ -109,11 +109,7 @@ namespace {
 
 thread_local DWORD dialogError = 0;
 
-enum : DWORD {
-    FNERR_BUFFERTOOSMALL = 0x3003,
-};
 enum : int {
-    DWLP_MSGRESULT = 0,
     GWL_ID = -12,
     GWLP_USERDATA = -21,
     GW_HWNDNEXT = 2,

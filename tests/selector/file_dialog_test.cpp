@@ -17,8 +17,11 @@
 #include "test_support.h"
 
 #include <ctype.h>
+#include <stddef.h>
 #include <stdlib.h>
+#include <string.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -171,6 +174,21 @@ TEST(FileDialogWithoutDisplay, FailsAtOnceAndChangesNoResult) {
     EXPECT_TRUE(StoredRecentFolders().empty()) << "nothing recorded";
 }
 
+// A display that cannot be opened is no display either: the same failure.
+TEST(FileDialogWithoutDisplay, ADisplayThatCannotBeOpenedFailsTheSameWay) {
+    if (aDialogCameUp)
+        GTEST_SKIP() << "a dialog of this process had a display already";
+    Unset display("DISPLAY"), wayland("WAYLAND_DISPLAY");
+    setenv("DISPLAY", ":65000", 1);  // no server listens there
+    seen = Seen();
+    pressedButton = IDCANCEL;
+    FileSelectorInfo info;
+    info.userHook = DrivingHook;
+    EXPECT_EQ(UserSelectsFile(info), 0);
+    EXPECT_EQ(info.error, 2u) << "CDERR_INITIALIZATION";
+    EXPECT_EQ(seen.initDialog, 0);
+}
+
 #endif
 
 // The driven tests: each skips without a display and has a folder of its
@@ -265,6 +283,69 @@ TEST_F(FileDialog, ACancelLeavesTheResultsAndNoError) {
     EXPECT_EQ(info.selectedFiles.GetCount(), 0);
     EXPECT_STREQ(info.selectedFolder.c_str(), "C:\\before");
     EXPECT_EQ(info.selectedFilterIndex, -1);
+}
+
+// The record's own calls, as an application makes them without the
+// selector: the hook types a name and presses OK, and refuses the first
+// `refusals` CDN_FILEOKs, pressing OK again each time.
+struct RecordHook {
+    std::string name;
+    int refusals = 0;
+    int fileOk = 0;
+};
+RecordHook recordHook;
+
+UINT_PTR CALLBACK RecordDrivingHook(HWND dialog, UINT message, WPARAM, LPARAM lParam) {
+    HWND frame = GetParent(dialog);
+    const UINT code = Note(message, lParam);
+    if (code == CDN_INITDONE) {
+        SetDlgItemTextA(frame, edt1, recordHook.name.c_str());
+        PostMessageA(frame, WM_COMMAND, IDOK, 0);
+    } else if (code == CDN_FILEOK && ++recordHook.fileOk <= recordHook.refusals) {
+        SetWindowLongPtrA(dialog, DWLP_MSGRESULT, 1);
+        PostMessageA(frame, WM_COMMAND, IDOK, 0);
+        return 1;
+    }
+    return 0;
+}
+
+// GetOpenFileNameA on a buffer of `size` bytes, starting in `folder`.
+BOOL OpenWithRecord(const std::string &folder, char *buffer, DWORD size) {
+    OPENFILENAMEA record = {};
+    // The record up to lpTemplateName, whose dialog has the name box edt1
+    // (the full record gets a combo box in its place on Windows).
+    record.lStructSize = offsetof(OPENFILENAMEA, lpTemplateName) + sizeof(LPCSTR);
+    record.lpstrFile = buffer;
+    record.nMaxFile = size;
+    record.lpstrInitialDir = folder.c_str();
+    record.lpstrFilter = "All\0*.*\0";
+    record.nFilterIndex = 1;
+    record.Flags = OFN_EXPLORER | OFN_ENABLEHOOK | OFN_FILEMUSTEXIST | OFN_HIDEREADONLY;
+    record.lpfnHook = RecordDrivingHook;
+    seen = Seen();
+    return GetOpenFileNameA(&record);
+}
+
+TEST_F(FileDialog, ANameLongerThanTheBufferGivesTheSizeNeeded) {
+    const std::string files = Folder("files", {"a-rather-long-name.txt"});
+    recordHook = RecordHook{"a-rather-long-name.txt"};
+    char buffer[16] = {};
+    EXPECT_FALSE(OpenWithRecord(files, buffer, sizeof buffer));
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(CommDlgExtendedError(), static_cast<DWORD>(FNERR_BUFFERTOOSMALL));
+    uint16_t needed = 0;
+    memcpy(&needed, buffer, sizeof needed);
+    EXPECT_GE(needed, files.size() + 1 + recordHook.name.size()) << "the folder, a backslash and the name";
+}
+
+TEST_F(FileDialog, AHookThatRefusesTheOkKeepsTheDialogOpen) {
+    const std::string files = Folder("files", {"one.txt"});
+    recordHook = RecordHook{"one.txt", 1};
+    char buffer[MAX_PATH] = {};
+    EXPECT_TRUE(OpenWithRecord(files, buffer, sizeof buffer)) << CommDlgExtendedError();
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(recordHook.fileOk, 2) << "refused once, then taken";
+    EXPECT_TRUE(SameName(buffer, files + "\\one.txt"));
 }
 
 // The read-only box comes back as the caller set it, when the user leaves
@@ -513,6 +594,27 @@ TEST_F(FileDialog, StaysUpForAPicture) {
 }
 
 #if !defined(_WIN32)
+
+// An exception from the hook ends the dialog, which still says WM_DESTROY,
+// and reaches UserSelectsFile, which returns 0; the next dialog comes up
+// as usual.  (On Windows it would have to cross the system's dialog code.)
+TEST_F(FileDialog, AnExceptionFromTheHookEndsTheDialog) {
+    FileSelectorInfo info;
+    info.userHook = [](FileSelectorInfo *, HWND, unsigned int message, WPARAM, LPARAM lParam) -> unsigned int {
+        if (Note(message, lParam) == CDN_INITDONE)
+            throw std::runtime_error("from the hook");
+        return 0;
+    };
+    EXPECT_EQ(UserSelectsFile(info), 0);
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(seen.destroy, 1);
+    EXPECT_EQ(info.selectedFiles.GetCount(), 0);
+    FileSelectorInfo next;
+    EXPECT_EQ(Drive(next, "", IDCANCEL), 0);
+    EXPECT_EQ(seen.initDone, 1);
+    EXPECT_EQ(seen.destroy, 1);
+    EXPECT_EQ(next.error, 0u);
+}
 
 // The keyboard into the real window: xdotool finds the dialog by its
 // title, types a name and presses Enter, as a user does, a moment after
