@@ -1,5 +1,7 @@
-// File handles, file attributes and times, and the runtime's remove and
-// rename, with Win32 semantics.
+// File handles and their I/O, and the runtime's remove and rename, with
+// Win32 semantics.  The share modes and byte-range locks of the handles
+// are share_modes.cpp's; their attributes and times, and those of names,
+// file_info.cpp's.
 //
 // A file handle is a kernel object (kernel_objects.h) over one descriptor,
 // opened with O_CLOEXEC.  Every call works on it through a reference and
@@ -27,21 +29,6 @@
 //   ERROR_ACCESS_DENIED.  The handle that creates a file read-only may
 //   still write it.  CREATE_ALWAYS over a hidden or system file that does
 //   not ask for those attributes fails with ERROR_ACCESS_DENIED too.
-// - Share modes.  Each handle with read, write or delete access (delete:
-//   FILE_FLAG_DELETE_ON_CLOSE) records what it holds and what its share
-//   mode denies others, and an open fails with ERROR_SHARING_VIOLATION
-//   when its access meets another handle's denial or its denial meets
-//   another handle's access; a handle opened with access 0 neither checks
-//   nor denies, as on Windows.  DeleteFileA, remove and rename fail with
-//   ERROR_SHARING_VIOLATION on a file that a handle holds without
-//   FILE_SHARE_DELETE.  A sharing violation leaves the file as it was: an
-//   overwrite empties the file only after the check.
-// - LockFile takes a byte range exclusively, between handles of the
-//   process and between processes; an overlapping range of any handle,
-//   this one's own included, fails with ERROR_LOCK_VIOLATION.  UnlockFile
-//   takes exactly a range that this handle locked, else ERROR_NOT_LOCKED.
-//   A range of length 0 is granted and conflicts with nothing.  Closing
-//   the handle ends its ranges.
 // - FILE_FLAG_DELETE_ON_CLOSE removes the file when the last handle to it
 //   in this process is closed, whichever handle that is, if the name still
 //   names that file.
@@ -65,21 +52,6 @@
 //   size as it was, instead of failing later as a lost write.  WriteFile
 //   onto a full disk fails with ERROR_DISK_FULL, the count saying what
 //   reached the file.
-// - Times are kept to the 100 ns tick as far as the file system keeps them
-//   (ext4, xfs, btrfs and tmpfs keep nanoseconds).  A FILETIME of 0 or
-//   0xFFFFFFFF'FFFFFFFF given to SetFileTime leaves that time alone.
-// - Attributes.  Read-only is the write permission bits: setting it clears
-//   all three, clearing it gives the owner write permission and the group
-//   and others write permission where they may read and the umask allows.
-//   Hidden, system, archive and temporary live in the extended attribute
-//   user.DOSATTRIB as the hexadecimal text "0x22" that Samba and wine read
-//   and write, so that what the library marks hidden shows hidden to them;
-//   the binary record that newer Samba versions add after that text's
-//   ending zero is passed over.  A file without the attribute is a plain
-//   file with the archive bit, which Windows gives every new file; a file
-//   with no attribute at all reports FILE_ATTRIBUTE_NORMAL (0x80), and a
-//   folder FILE_ATTRIBUTE_DIRECTORY.  Errors come from errno through one
-//   table below.
 // - remove and rename are the runtime's functions on drive-letter names:
 //   0, or -1 with errno as the Windows runtime sets it (EACCES for a
 //   read-only file or a sharing violation, ENOENT, EEXIST) and the Win32
@@ -88,39 +60,10 @@
 //
 // What differs, and why:
 //
-// - POSIX has no share modes, and only programs that take part see them.
-//   They are open file description locks (F_OFD_SETLK) on six bytes near
-//   the top of the 63-bit offset range, far beyond any offset the library
-//   uses: "holds read", "holds write", "holds delete", "denies read",
-//   "denies write", "denies delete".  A handle takes a shared lock on each
-//   byte that describes it, and an open looks for another holder of the
-//   bytes that conflict with it.  Such locks belong to the descriptor, not
-//   to the process: they survive the closing of other descriptors of the
-//   file, they conflict between two handles of one process as they must,
-//   and every process using this layer sees them.  A program that ignores
-//   locks (cat, an editor, a Windows program under wine, which keeps its
-//   share modes in its own server) is not stopped, and its opens do not
-//   stop ours.
-// - The check and the taking are not one step of the kernel, since an
-//   exclusive lock, which a gate byte would need, is refused on a
-//   descriptor open for reading alone.  So an open takes its own bytes
-//   first and looks for conflicts after: of two opens that race, at least
-//   one sees the other, and never do both succeed where Windows would let
-//   only one.  The one that sees a conflict lets go, waits a millisecond
-//   or two and looks again; if the conflict is gone (it was the other
-//   racer, which let go too), it tries again, up to five times.  Opens
-//   within the process are serialised by a mutex, so they never race.  A
-//   sharing violation therefore takes a millisecond or two to report.
 // - A file that the process may write but not read (no read permission)
 //   is opened for writing alone and takes no part in share modes; one that
 //   it may not read opened with access 0 has only its times, size and
 //   attributes (O_PATH).  Root reads everything, so neither case arises.
-// - LockFile ranges are locks of the same kind: they exclude each other's
-//   LockFile between handles and processes, but reads and writes of other
-//   handles are not refused, as Windows refuses them.  On a handle opened
-//   for reading alone, whose descriptor cannot take an exclusive lock, the
-//   range is taken shared and checked after, as with share modes.  Ranges
-//   must end below the share bytes (ERROR_INVALID_PARAMETER otherwise).
 // - FILE_FLAG_DELETE_ON_CLOSE counts the handles of this process only: a
 //   handle of another process does not delay the deletion.  DeleteFileA,
 //   remove and rename test for FILE_SHARE_DELETE just before acting, so a
@@ -138,15 +81,6 @@
 //   background and nothing can be cancelled.  A read that fails still sets
 //   the event, so that a caller waiting on it is not left waiting, where
 //   Windows leaves the event alone after a failure reported by the call.
-// - The creation time is the birth time where the file system keeps one
-//   (statx), else the time of the last status change, as wine reports it;
-//   SetFileTime cannot change it and leaves it alone.
-// - Where the file system has no extended attributes, hidden, system and
-//   archive cannot be kept: setting them succeeds and changes nothing, and
-//   a name beginning with '.' reports hidden, the Unix convention (wine's
-//   too).  Read-only on a folder is not kept: a folder without write
-//   permission would refuse new files, which Windows's read-only folder
-//   does not.
 // - A name that holds '\' cannot be reached, since '\' is a separator
 //   (paths.h).  Names are not folded to one case.
 // - rename within one file system only: across two it fails with EXDEV
@@ -159,6 +93,7 @@
 //   room for it; file systems that allocate only at write-back (some
 //   network and copy-on-write ones) may still fail at FlushFileBuffers.
 #include "platform/posix/dos_attributes.h"
+#include "platform/posix/file_handles.h"
 #include "platform/posix/files.h"
 
 #include "platform/posix/kernel_objects.h"
@@ -167,12 +102,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -181,7 +111,6 @@
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace cvz::posix {
 namespace {
@@ -191,8 +120,8 @@ struct ErrnoError {
     DWORD win32;
 };
 
-// errno to Win32, for every call of this file.  ENOENT is refined for
-// names (NameError below).
+// errno to Win32, for every call on files of the layer.  ENOENT is
+// refined for names (NameError below).
 const ErrnoError kErrors[] = {
     {EPERM, ERROR_ACCESS_DENIED},
     {ENOENT, ERROR_FILE_NOT_FOUND},
@@ -228,252 +157,6 @@ const ErrnoError kErrors[] = {
     {EDQUOT, ERROR_DISK_FULL},
 };
 
-bool Fail(DWORD error) {
-    SetLastError(error);
-    return false;
-}
-
-bool FailErrno(int error) {
-    return Fail(ErrorFromErrno(error));
-}
-
-// The error of a call on `path` that failed with `error`: a missing name
-// is ERROR_FILE_NOT_FOUND when its folder exists, else
-// ERROR_PATH_NOT_FOUND, as Windows tells them apart.
-DWORD NameError(const char *path, int error) {
-    if (error != ENOENT)
-        return ErrorFromErrno(error);
-    std::string folder(path);
-    while (folder.size() > 1 && folder.back() == '/')
-        folder.pop_back();
-    const size_t slash = folder.rfind('/');
-    folder = slash == std::string::npos ? "." : slash == 0 ? "/" : folder.substr(0, slash);
-    struct stat st;
-    return stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? ERROR_FILE_NOT_FOUND
-                                                                : ERROR_PATH_NOT_FOUND;
-}
-
-bool FailName(const char *path, int error) {
-    return Fail(NameError(path, error));
-}
-
-// The native path of `name`, or false with the last error set.
-bool PathOf(const char *name, char (&path)[PATH_MAX]) {
-    if (name == nullptr)
-        return Fail(ERROR_INVALID_PARAMETER);
-    return NativePath(name, path, sizeof path);
-}
-
-// ---- Share modes and byte ranges ------------------------------------------
-
-// The share bytes: bit i of a set stands for the byte kShareBase + i.
-const off_t kShareBase = INT64_MAX - 7;
-const int kShareByteCount = 6;
-const unsigned kHoldRead = 1;
-const unsigned kHoldWrite = 2;
-const unsigned kHoldDelete = 4;
-const unsigned kDenyRead = 8;
-const unsigned kDenyWrite = 16;
-const unsigned kDenyDelete = 32;
-
-// The bytes that a handle described by `bytes` must not find held by
-// another: the denials of what it holds, and the holdings it denies.
-unsigned ConflictsOf(unsigned bytes) {
-    return ((bytes & 7u) << 3) | ((bytes >> 3) & 7u);
-}
-
-int Lock(int fd, int command, short type, off_t start, off_t length, struct flock *lock) {
-    *lock = {};
-    lock->l_type = type;
-    lock->l_whence = SEEK_SET;
-    lock->l_start = start;
-    lock->l_len = length;
-    int result;
-    do {
-        result = fcntl(fd, command, lock);
-    } while (result != 0 && errno == EINTR);
-    return result;
-}
-
-// Calls `action(start, length)` for each run of neighbouring bytes of
-// `bytes`, until one returns false.
-template <typename Action>
-bool ForEachRun(unsigned bytes, Action action) {
-    for (int i = 0; i < kShareByteCount;) {
-        if ((bytes & (1u << i)) == 0) {
-            ++i;
-            continue;
-        }
-        int end = i;
-        while (end < kShareByteCount && (bytes & (1u << end)) != 0)
-            ++end;
-        if (!action(kShareBase + i, static_cast<off_t>(end - i)))
-            return false;
-        i = end;
-    }
-    return true;
-}
-
-// Whether an open file description other than `fd`'s holds a lock on a
-// part of [start, start + length).
-bool OthersLock(int fd, off_t start, off_t length) {
-    struct flock lock;
-    return Lock(fd, F_OFD_GETLK, F_WRLCK, start, length, &lock) == 0 && lock.l_type != F_UNLCK;
-}
-
-bool OthersHold(int fd, unsigned bytes) {
-    return !ForEachRun(bytes, [fd](off_t start, off_t length) { return !OthersLock(fd, start, length); });
-}
-
-void DropShareBytes(int fd) {
-    struct flock lock;
-    Lock(fd, F_OFD_SETLK, F_UNLCK, kShareBase, kShareByteCount, &lock);
-}
-
-// A pause of one to two milliseconds, uneven so that two racers part.
-void Backoff() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    timespec pause{0, 1000000L + now.tv_nsec % 1000000L};
-    while (nanosleep(&pause, &pause) != 0 && errno == EINTR) {
-    }
-}
-
-// Takes the share bytes `bytes` for `fd`, unless another handle holds a
-// conflicting one: false with ERROR_SHARING_VIOLATION.  See the top of the
-// file for the order of taking and looking.
-bool TakeShareBytes(int fd, unsigned bytes) {
-    const unsigned conflicts = ConflictsOf(bytes);
-    for (int attempt = 0;; ++attempt) {
-        int error = 0;
-        ForEachRun(bytes, [fd, &error](off_t start, off_t length) {
-            struct flock lock;
-            if (Lock(fd, F_OFD_SETLK, F_RDLCK, start, length, &lock) == 0)
-                return true;
-            error = errno;
-            return false;
-        });
-        if (error != 0) {
-            DropShareBytes(fd);
-            return FailErrno(error);
-        }
-        if (!OthersHold(fd, conflicts))
-            return true;
-        DropShareBytes(fd);
-        Backoff();
-        if (attempt == 4 || OthersHold(fd, conflicts))
-            return Fail(ERROR_SHARING_VIOLATION);
-    }
-}
-
-// Whether a handle holds the regular file `path` without FILE_SHARE_DELETE.
-bool HeldWithoutSharingDelete(const char *path) {
-    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
-    if (fd < 0)
-        return false;
-    const bool held = OthersHold(fd, kDenyDelete);
-    close(fd);
-    return held;
-}
-
-// ---- Attributes -------------------------------------------------------------
-
-// The rules of DOS attributes (read-only from the write bits, the rest in
-// user.DOSATTRIB) are dos_attributes.h's, shared with the listings.
-DWORD AttributesOfPath(const char *path, const struct stat &st) {
-    const char *name = strrchr(path, '/');
-    bool kept = true;
-    const DWORD stored = StoredDosAttributes(-1, path, &kept);
-    return DosAttributes(st.st_mode, name != nullptr ? name + 1 : path, stored, kept);
-}
-
-DWORD AttributesOfDescriptor(int fd, const struct stat &st) {
-    bool kept = true;
-    return DosAttributes(st.st_mode, "", StoredDosAttributes(fd, nullptr, &kept), kept);
-}
-
-mode_t CurrentUmask() {
-    mode_t mask = 022;
-    if (FILE *status = fopen("/proc/self/status", "re")) {
-        char line[128];
-        unsigned value;
-        while (fgets(line, sizeof line, status) != nullptr) {
-            if (sscanf(line, "Umask: %o", &value) == 1) {
-                mask = static_cast<mode_t>(value);
-                break;
-            }
-        }
-        fclose(status);
-    }
-    return mask;
-}
-
-// The mode of a file made writable again: the owner may write, and the
-// group and others where they may read and the umask lets them.
-mode_t WritableMode(mode_t mode) {
-    return mode | S_IWUSR | (((mode & (S_IRGRP | S_IROTH)) >> 1) & ~CurrentUmask());
-}
-
-// ---- Times ------------------------------------------------------------------
-
-const int64_t kTicksPerSecond = 10000000;
-const int64_t kSecondsFrom1601To1970 = 11644473600LL;
-
-FILETIME FileTimeOf(int64_t seconds, int64_t nanoseconds) {
-    int64_t ticks = (seconds + kSecondsFrom1601To1970) * kTicksPerSecond + nanoseconds / 100;
-    if (ticks < 0)
-        ticks = 0;
-    return FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(static_cast<uint64_t>(ticks) >> 32)};
-}
-
-// The time that `time` gives SetFileTime; UTIME_OMIT for a null pointer, 0
-// and 0xFFFFFFFF'FFFFFFFF, which leave that time alone.
-timespec TimespecOf(const FILETIME *time) {
-    timespec result{0, UTIME_OMIT};
-    if (time == nullptr)
-        return result;
-    const uint64_t ticks = (uint64_t(time->dwHighDateTime) << 32) | time->dwLowDateTime;
-    if (ticks == 0 || ticks >= UINT64_MAX - 1)
-        return result;
-    const int64_t sinceEpoch = static_cast<int64_t>(ticks) - kSecondsFrom1601To1970 * kTicksPerSecond;
-    int64_t seconds = sinceEpoch / kTicksPerSecond;
-    int64_t rest = sinceEpoch % kTicksPerSecond;
-    if (rest < 0) {
-        rest += kTicksPerSecond;
-        --seconds;
-    }
-    result.tv_sec = static_cast<time_t>(seconds);
-    result.tv_nsec = static_cast<long>(rest * 100);
-    return result;
-}
-
-struct FileTimes {
-    FILETIME created, accessed, written;
-};
-
-bool TimesOf(int fd, FileTimes *times) {
-    struct statx status;
-    if (statx(fd, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
-        return FailErrno(errno);
-    const struct statx_timestamp &born =
-        (status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_ctime;
-    times->created = FileTimeOf(born.tv_sec, born.tv_nsec);
-    times->accessed = FileTimeOf(status.stx_atime.tv_sec, status.stx_atime.tv_nsec);
-    times->written = FileTimeOf(status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec);
-    return true;
-}
-
-// ---- Handles ----------------------------------------------------------------
-
-struct FileId {
-    dev_t device;
-    ino_t inode;
-    bool operator<(const FileId &other) const {
-        return device != other.device ? device < other.device : inode < other.inode;
-    }
-    bool operator==(const FileId &other) const { return device == other.device && inode == other.inode; }
-};
-
 FileId IdOf(const struct stat &st) {
     return FileId{st.st_dev, st.st_ino};
 }
@@ -494,53 +177,6 @@ struct OpenFiles {
 OpenFiles &TheOpenFiles() {
     static OpenFiles *files = new OpenFiles;  // never destroyed, as the handle table
     return *files;
-}
-
-class OpenFile final : public KernelObject {
-public:
-    OpenFile(int fd, DWORD access, bool overlapped, bool writable, bool lockable, FileId id)
-        : fd(fd), access(access), overlapped(overlapped), writable(writable), lockable(lockable), id(id) {}
-    ~OpenFile() override;
-
-    // A file handle is signalled: no transfer is ever under way.
-    bool IsSignalled() const override { return true; }
-
-    bool Reads() const { return (access & GENERIC_READ) != 0; }
-    bool Writes() const { return (access & GENERIC_WRITE) != 0; }
-
-    const int fd;
-    const DWORD access;       // GENERIC_READ and GENERIC_WRITE
-    const bool overlapped;    // FILE_FLAG_OVERLAPPED
-    const bool writable;      // the descriptor may take exclusive locks
-    const bool lockable;      // the descriptor may take shared locks
-    const FileId id;
-
-    // The ranges that LockFile took through this handle: offset, length.
-    std::mutex rangesLock;
-    std::vector<std::pair<uint64_t, uint64_t>> ranges;
-};
-
-OpenFile::~OpenFile() {
-    close(fd);
-    OpenFiles &files = TheOpenFiles();
-    std::lock_guard<std::mutex> hold(files.lock);
-    auto it = files.files.find(id);
-    if (it == files.files.end() || --it->second.handles > 0)
-        return;
-    struct stat st;
-    const char *path = it->second.path.c_str();
-    if (it->second.deleteOnClose && lstat(path, &st) == 0 && IdOf(st) == id)
-        unlink(path);
-    files.files.erase(it);
-}
-
-// The prologue of every call on a file handle: runs `action(file)` with a
-// reference to the file and without the kernel lock, so that the I/O in it
-// blocks nobody else; FALSE with ERROR_INVALID_HANDLE when `handle` names
-// no file.
-template <class Action>
-BOOL WithFile(HANDLE handle, Action action) {
-    return WithReference<OpenFile>(handle, FALSE, [&](OpenFile &file) -> BOOL { return action(file); });
 }
 
 int OpenRetrying(const char *path, int how, mode_t mode) {
@@ -674,6 +310,55 @@ bool Resize(int fd, off_t from, off_t to) {
 
 }  // namespace
 
+bool Fail(DWORD error) {
+    SetLastError(error);
+    return false;
+}
+
+bool FailErrno(int error) {
+    return Fail(ErrorFromErrno(error));
+}
+
+// The error of a call on `path` that failed with `error`: a missing name
+// is ERROR_FILE_NOT_FOUND when its folder exists, else
+// ERROR_PATH_NOT_FOUND, as Windows tells them apart.
+DWORD NameError(const char *path, int error) {
+    if (error != ENOENT)
+        return ErrorFromErrno(error);
+    std::string folder(path);
+    while (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    const size_t slash = folder.rfind('/');
+    folder = slash == std::string::npos ? "." : slash == 0 ? "/" : folder.substr(0, slash);
+    struct stat st;
+    return stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? ERROR_FILE_NOT_FOUND
+                                                                : ERROR_PATH_NOT_FOUND;
+}
+
+bool FailName(const char *path, int error) {
+    return Fail(NameError(path, error));
+}
+
+bool PathOf(const char *name, char (&path)[PATH_MAX]) {
+    if (name == nullptr)
+        return Fail(ERROR_INVALID_PARAMETER);
+    return NativePath(name, path, sizeof path);
+}
+
+OpenFile::~OpenFile() {
+    close(fd);
+    OpenFiles &files = TheOpenFiles();
+    std::lock_guard<std::mutex> hold(files.lock);
+    auto it = files.files.find(id);
+    if (it == files.files.end() || --it->second.handles > 0)
+        return;
+    struct stat st;
+    const char *path = it->second.path.c_str();
+    if (it->second.deleteOnClose && lstat(path, &st) == 0 && IdOf(st) == id)
+        unlink(path);
+    files.files.erase(it);
+}
+
 DWORD ErrorFromErrno(int error) {
     for (const ErrnoError &entry : kErrors) {
         if (entry.error == error)
@@ -751,17 +436,6 @@ int OpenByDisposition(const char *path, int how, bool reads, bool writes, mode_t
             return -1;
         }
     }
-}
-
-// The share bytes of a handle with these rights and this share mode.  A
-// handle without read, write or delete access takes no part, as on Windows.
-unsigned ShareBytesOf(bool reads, bool writes, bool deletes, DWORD shareMode) {
-    unsigned bytes = (reads ? kHoldRead : 0u) | (writes ? kHoldWrite : 0u) | (deletes ? kHoldDelete : 0u);
-    if (bytes == 0)
-        return 0;
-    return bytes | ((shareMode & FILE_SHARE_READ) != 0 ? 0u : kDenyRead) |
-           ((shareMode & FILE_SHARE_WRITE) != 0 ? 0u : kDenyWrite) |
-           ((shareMode & FILE_SHARE_DELETE) != 0 ? 0u : kDenyDelete);
 }
 
 // Deletes the file `path` as DeleteFileA does: false with the last error.
@@ -1036,138 +710,6 @@ BOOL FlushFileBuffers(HANDLE handle) {
             return Fail(ERROR_ACCESS_DENIED);
         return fsync(file.fd) == 0 || FailErrno(errno);
     });
-}
-
-BOOL LockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow, DWORD lengthHigh) {
-    const uint64_t offset = (uint64_t(offsetHigh) << 32) | offsetLow;
-    const uint64_t length = (uint64_t(lengthHigh) << 32) | lengthLow;
-    return WithFile(handle, [&](OpenFile &file) {
-        if (file.access == 0 || !(file.writable || file.lockable))
-            return Fail(ERROR_ACCESS_DENIED);
-        if (offset > uint64_t(kShareBase) || length > uint64_t(kShareBase) - offset)
-            return Fail(ERROR_INVALID_PARAMETER);
-        std::lock_guard<std::mutex> hold(file.rangesLock);
-        for (const auto &range : file.ranges) {
-            if (length != 0 && range.second != 0 && offset < range.first + range.second &&
-                range.first < offset + length)
-                return Fail(ERROR_LOCK_VIOLATION);
-        }
-        if (length != 0) {
-            const off_t start = static_cast<off_t>(offset), size = static_cast<off_t>(length);
-            struct flock lock;
-            if (Lock(file.fd, F_OFD_SETLK, file.writable ? F_WRLCK : F_RDLCK, start, size, &lock) != 0)
-                return Fail(errno == EAGAIN || errno == EACCES ? ERROR_LOCK_VIOLATION : ErrorFromErrno(errno));
-            // A shared lock excludes nobody: another holder means a conflict.
-            if (!file.writable && OthersLock(file.fd, start, size)) {
-                Lock(file.fd, F_OFD_SETLK, F_UNLCK, start, size, &lock);
-                return Fail(ERROR_LOCK_VIOLATION);
-            }
-        }
-        file.ranges.emplace_back(offset, length);
-        return true;
-    });
-}
-
-BOOL UnlockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD lengthLow, DWORD lengthHigh) {
-    const std::pair<uint64_t, uint64_t> range((uint64_t(offsetHigh) << 32) | offsetLow,
-                                              (uint64_t(lengthHigh) << 32) | lengthLow);
-    return WithFile(handle, [&](OpenFile &file) {
-        std::lock_guard<std::mutex> hold(file.rangesLock);
-        auto it = std::find(file.ranges.begin(), file.ranges.end(), range);
-        if (it == file.ranges.end())
-            return Fail(ERROR_NOT_LOCKED);
-        if (range.second != 0) {
-            struct flock lock;
-            Lock(file.fd, F_OFD_SETLK, F_UNLCK, static_cast<off_t>(range.first), static_cast<off_t>(range.second),
-                 &lock);
-        }
-        file.ranges.erase(it);
-        return true;
-    });
-}
-
-BOOL GetFileTime(HANDLE handle, LPFILETIME creation, LPFILETIME lastAccess, LPFILETIME lastWrite) {
-    return WithFile(handle, [&](OpenFile &file) {
-        FileTimes times;
-        if (!TimesOf(file.fd, &times))
-            return false;
-        if (creation != nullptr)
-            *creation = times.created;
-        if (lastAccess != nullptr)
-            *lastAccess = times.accessed;
-        if (lastWrite != nullptr)
-            *lastWrite = times.written;
-        return true;
-    });
-}
-
-BOOL SetFileTime(HANDLE handle, const FILETIME *, const FILETIME *lastAccess, const FILETIME *lastWrite) {
-    return WithFile(handle, [&](OpenFile &file) {
-        if (!file.Writes())
-            return Fail(ERROR_ACCESS_DENIED);
-        const timespec times[2] = {TimespecOf(lastAccess), TimespecOf(lastWrite)};
-        return futimens(file.fd, times) == 0 || FailErrno(errno);
-    });
-}
-
-BOOL GetFileInformationByHandle(HANDLE handle, LPBY_HANDLE_FILE_INFORMATION information) {
-    return WithFile(handle, [&](OpenFile &file) {
-        struct stat st;
-        FileTimes times;
-        if (!TimesOf(file.fd, &times))
-            return false;
-        if (fstat(file.fd, &st) != 0)
-            return FailErrno(errno);
-        information->dwFileAttributes = AttributesOfDescriptor(file.fd, st);
-        information->ftCreationTime = times.created;
-        information->ftLastAccessTime = times.accessed;
-        information->ftLastWriteTime = times.written;
-        information->dwVolumeSerialNumber = static_cast<DWORD>(st.st_dev);
-        information->nFileSizeHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_size) >> 32);
-        information->nFileSizeLow = static_cast<DWORD>(st.st_size);
-        information->nNumberOfLinks = static_cast<DWORD>(st.st_nlink);
-        information->nFileIndexHigh = static_cast<DWORD>(static_cast<uint64_t>(st.st_ino) >> 32);
-        information->nFileIndexLow = static_cast<DWORD>(st.st_ino);
-        return true;
-    });
-}
-
-DWORD GetFileAttributesA(LPCSTR name) {
-    char path[PATH_MAX];
-    struct stat st;
-    if (!PathOf(name, path))
-        return INVALID_FILE_ATTRIBUTES;
-    if (stat(path, &st) != 0) {
-        FailName(path, errno);
-        return INVALID_FILE_ATTRIBUTES;
-    }
-    return AttributesOfPath(path, st);
-}
-
-BOOL SetFileAttributesA(LPCSTR name, DWORD attributes) {
-    char path[PATH_MAX];
-    struct stat st;
-    if (!PathOf(name, path))
-        return FALSE;
-    if (stat(path, &st) != 0)
-        return FailName(path, errno);
-    const mode_t mode = st.st_mode & 07777;
-    mode_t wanted = mode;
-    if (!S_ISDIR(st.st_mode))
-        wanted = (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? mode & ~0222
-                 : (mode & 0222) == 0                        ? WritableMode(mode)
-                                                             : mode;
-    // The extended attribute needs write permission (root aside), so a
-    // read-only file is made writable for the time it takes.
-    const bool opened = (mode & 0222) == 0 && !S_ISDIR(st.st_mode);
-    if (opened && chmod(path, mode | S_IWUSR) != 0)
-        return FailName(path, errno);
-    const int error = StoreDosAttributes(-1, path, st.st_mode, attributes);
-    if ((opened || wanted != mode) && chmod(path, wanted) != 0)
-        return FailName(path, errno);
-    if (error != 0 && error != EOPNOTSUPP)
-        return FailErrno(error);
-    return TRUE;
 }
 
 BOOL DeleteFileA(LPCSTR name) {
