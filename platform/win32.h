@@ -338,8 +338,9 @@ void Sleep(DWORD milliseconds);
 DWORD timeGetTime(void);
 }
 
-// Files (platform/posix/files.cpp).  A file handle is a kernel object over
-// a descriptor; names take the drive-letter form of paths.h.  Share modes
+// Files (platform/posix/files.cpp, with share_modes.cpp and file_info.cpp
+// beside it).  A file handle is a kernel object over a descriptor; names
+// take the drive-letter form of paths.h.  Share modes
 // hold between all handles of this process and between processes that use
 // this layer, through open-file-description locks on reserved bytes beyond
 // any 32-bit offset; LockFile ranges are such locks too, so they hold
@@ -709,10 +710,10 @@ int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 int GetWindowTextA(HWND window, LPSTR buffer, int bufferMax);
 }
 
-// Windows of the file dialog (platform/posix/common_dialogs.cpp): the
+// Windows of the file dialog (platform/posix/dialog_windows.cpp): the
 // calls by which the file selector sizes, subclasses and watches the
-// dialog's windows.  There is no dialog on this side, so each answers as
-// for a window that does not exist; OffsetRect alone computes.
+// windows of the GTK file chooser (file_chooser.cpp).  Those that a hook
+// needs as well are declared in platform/application.h.
 struct HDC__;
 typedef struct HDC__ *HDC;
 struct HICON__;

@@ -1,6 +1,6 @@
 // What the layer's window code shares between its files: the posted
-// messages of messages.cpp, the bitmaps of gdi.cpp, and the file chooser's
-// windows of common_dialogs.cpp.
+// messages of messages.cpp and the bitmaps of gdi.cpp, which the file
+// chooser's windows use (dialog_windows.cpp, file_chooser.cpp).
 #ifndef CVZ_PLATFORM_POSIX_WINDOWS_H
 #define CVZ_PLATFORM_POSIX_WINDOWS_H
 
