@@ -340,10 +340,10 @@ DWORD timeGetTime(void);
 
 // Files (platform/posix/files.cpp, with share_modes.cpp and file_info.cpp
 // beside it).  A file handle is a kernel object over a descriptor; names
-// take the drive-letter form of paths.h.  Share modes
-// hold between all handles of this process and between processes that use
-// this layer, through open-file-description locks on reserved bytes beyond
-// any 32-bit offset; LockFile ranges are such locks too, so they hold
+// take the drive-letter form of paths.h.  Share modes hold between all
+// handles of this process and between processes that use this layer,
+// through open-file-description locks on reserved bytes beyond any 32-bit
+// offset; LockFile ranges are such locks too, so they hold
 // between processes as well.  A program that ignores locks is not stopped.
 // Read-only is the absence of write permission; hidden, system and archive
 // live in the extended attribute user.DOSATTRIB, as Samba and wine keep
