@@ -70,12 +70,6 @@ using namespace cvz::posix;
 
 namespace {
 
-enum : int {
-    GWL_ID = -12,
-    GWLP_USERDATA = -21,
-    GW_HWNDNEXT = 2,
-};
-
 // What every window call answers for a window that does not exist.
 template <typename T>
 T NoWindow(T result) {

@@ -51,15 +51,6 @@ enum : int {
     kRecentFolders = 501,
     kFolderText = 502,
 };
-enum : UINT {
-    WM_GETTEXTLENGTH = 0x000E,
-    BM_GETCHECK = 0x00F0,
-    BM_SETCHECK = 0x00F1,
-    BM_CLICK = 0x00F5,
-    CB_RESETCONTENT = 0x014B,
-    CDM_HIDECONTROL = WM_USER + 105,
-    VK_ESCAPE = 0x1B,
-};
 
 // The two sizes a record may give: the full one, and the one that ends
 // with lpTemplateName, which programs pass to get the dialog without the
@@ -334,11 +325,12 @@ void Complete(Dialog &d, std::vector<std::string> natives) {
             Check(d, name, "\nPath does not exist.\nCheck the path and try again.", MB_OK | MB_ICONWARNING);
             return;
         }
-        if ((flags & OFN_FILEMUSTEXIST) && !Exists(name)) {
+        const bool exists = Exists(name);
+        if ((flags & OFN_FILEMUSTEXIST) && !exists) {
             Check(d, name, "\nFile not found.\nCheck the file name and try again.", MB_OK | MB_ICONWARNING);
             return;
         }
-        if (d.save && (flags & OFN_OVERWRITEPROMPT) && Exists(name) &&
+        if (d.save && (flags & OFN_OVERWRITEPROMPT) && exists &&
             !Check(d, name, " already exists.\nDo you want to replace it?", MB_YESNO | MB_ICONWARNING))
             return;
     }
@@ -455,14 +447,14 @@ LRESULT FrameMessage(DialogWindow &w, UINT message, WPARAM wParam, LPARAM lParam
     case CDM_GETFOLDERPATH:
         return Answer(DriveName(d.folder), wParam, lParam);
     case CDM_GETFILEPATH: {
-        const std::string spec = TextOf(*d.nameBox);
-        if (spec.empty()) {
+        const std::string typed = TextOf(*d.nameBox);
+        if (typed.empty()) {
             const std::vector<std::string> selected = ChooserSelection(d);
             return Answer(selected.size() == 1 ? DriveName(selected[0]) : DriveName(d.folder), wParam, lParam);
         }
-        if (spec.find('"') != std::string::npos)
-            return Answer(DriveName(d.folder) + "\\" + spec, wParam, lParam);
-        return Answer(DriveName(Resolve(d, spec)), wParam, lParam);
+        if (typed.find('"') != std::string::npos)
+            return Answer(DriveName(d.folder) + "\\" + typed, wParam, lParam);
+        return Answer(DriveName(Resolve(d, typed)), wParam, lParam);
     }
     case CDM_SETCONTROLTEXT:
         for (auto &child : d.windows)
@@ -755,8 +747,11 @@ void SetStart(Dialog &d) {
     d.folder = folder;
     gtk.file_chooser_set_current_folder(As<GtkFileChooser>(d.chooser), folder.c_str());
     SetTextOf(*d.nameBox, name.c_str());
-    if (!d.save && !name.empty() && Exists(Resolve(d, name)))
-        gtk.file_chooser_select_filename(As<GtkFileChooser>(d.chooser), Resolve(d, name).c_str());
+    if (!d.save && !name.empty()) {
+        const std::string offered = Resolve(d, name);
+        if (Exists(offered))
+            gtk.file_chooser_select_filename(As<GtkFileChooser>(d.chooser), offered.c_str());
+    }
 }
 
 // The dialog's size, as large as the common dialog of Windows with a
