@@ -171,17 +171,28 @@ bool Matches(const MSG &msg, HWND window, UINT first, UINT last) {
     return windowMatches && inRange;
 }
 
-// Copies the first message that matches the filter into `msg`, and takes it
-// out of the queue when `remove` is set.  The registry's lock is held.
-bool Take(Queue &queue, MSG *msg, HWND window, UINT first, UINT last, bool remove) {
+// Copies the first posted message that `matches` takes into `msg`, and
+// takes it out of the queue when `remove` is set.  The registry's lock is
+// held.
+template <typename Predicate>
+bool TakePosted(Queue &queue, MSG *msg, Predicate matches, bool remove) {
     for (auto it = queue.posted.begin(); it != queue.posted.end(); ++it) {
-        if (Matches(*it, window, first, last)) {
+        if (matches(*it)) {
             *msg = *it;
             if (remove)
                 queue.posted.erase(it);
             return true;
         }
     }
+    return false;
+}
+
+// Copies the first message that matches the filter into `msg`, the pending
+// quit when no posted one does, and takes it out of the queue when
+// `remove` is set.  The registry's lock is held.
+bool Take(Queue &queue, MSG *msg, HWND window, UINT first, UINT last, bool remove) {
+    if (TakePosted(queue, msg, [&](const MSG &m) { return Matches(m, window, first, last); }, remove))
+        return true;
     if (queue.quitPending) {
         *msg = MSG{nullptr, WM_QUIT, static_cast<WPARAM>(queue.quitCode), 0, GetTickCount(), {0, 0}};
         if (remove)
@@ -345,14 +356,6 @@ bool TakeWindowMessage(MSG *msg, bool (*accept)(HWND window, void *context), voi
     Registry &registry = TheRegistry();
     std::lock_guard<std::mutex> hold(registry.lock);
     Queue *queue = OwnQueue(registry);
-    if (queue == nullptr)
-        return false;
-    for (auto it = queue->posted.begin(); it != queue->posted.end(); ++it) {
-        if (it->hwnd != nullptr && accept(it->hwnd, context)) {
-            *msg = *it;
-            queue->posted.erase(it);
-            return true;
-        }
-    }
-    return false;
+    return queue != nullptr &&
+           TakePosted(*queue, msg, [&](const MSG &m) { return m.hwnd != nullptr && accept(m.hwnd, context); }, true);
 }
